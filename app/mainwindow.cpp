@@ -1,0 +1,226 @@
+#include "mainwindow.h"
+
+#include "applicationrandom.h"
+#include "edgemap.h"
+#include "filechooser.h"
+#include "helpdialog.h"
+#include "progress.h"
+#include "workingformat.h"
+
+#include "ui_mainwindow.h"
+
+#include <QDesktopServices>
+#include <QFileInfo>
+#include <QGraphicsPixmapItem>
+#include <QImageWriter>
+#include <QLoggingCategory>
+#include <QMessageBox>
+#include <QSaveFile>
+#include <QSettings>
+#include <QUrl>
+
+Q_LOGGING_CATEGORY(lcFiles, "kestrova.files")
+
+namespace {
+
+const char AboutText[] = "Kestrova Pro 2.0: photographs into pen, pencil, poster and colour "
+                         "sketches.";
+const char WebsiteAddress[] = "https://kestrova.example/";
+
+} // namespace
+
+MainWindow::MainWindow(QWidget *parent)
+    : QMainWindow(parent),
+      ui(new Ui::MainWindow),
+      sketchItem(nullptr),
+      originalItem(nullptr),
+      hasSketch(false),
+      random(applicationRandom()),
+      fileChooser(std::make_unique<DialogFileChooser>())
+{
+    ui->setupUi(this);
+    ui->progressBar->setVisible(false);
+    ui->graphicsView->setScene(&scene);
+    sketchItem = nullptr;
+    originalItem = nullptr;
+    ui->labelDetails->setText(QString("%1").arg(ui->PencilLevelsSlider->value()));
+    ui->labelDetails2->setText(QString("%1").arg(ui->pencilLevelSlider2->value()));
+    ui->labelSlider1Value->setText(QString("%1").arg(ui->ColorThreshSlider->value()));
+    ui->labelSlider2Value->setText(QString("%1").arg(ui->ClustersSizeSlider->value()));
+    edges.clear();
+    hasSketch = false;
+
+    pencilLevelsTimer.setSingleShot(true);
+    pencilLevelsTimer.setInterval(50);
+    connect(&pencilLevelsTimer, &QTimer::timeout, this, &MainWindow::updatePencilLevels);
+    hatchingLevelsTimer.setSingleShot(true);
+    hatchingLevelsTimer.setInterval(200);
+    connect(&hatchingLevelsTimer, &QTimer::timeout, this, &MainWindow::updateHatchingLevels);
+    posterContoursTimer.setSingleShot(true);
+    posterContoursTimer.setInterval(200);
+    connect(&posterContoursTimer, &QTimer::timeout, this, &MainWindow::updatePosterContours);
+}
+
+MainWindow::~MainWindow()
+{
+    delete ui;
+}
+
+void MainWindow::setFileChooser(std::unique_ptr<FileChooser> chooser)
+{
+    fileChooser = std::move(chooser);
+}
+
+void MainWindow::changeEvent(QEvent *event)
+{
+    QMainWindow::changeEvent(event);
+    if (event->type() == QEvent::LanguageChange)
+        ui->retranslateUi(this);
+}
+
+Progress MainWindow::progressBarBinding()
+{
+    QProgressBar *bar = ui->progressBar;
+    return { [bar](int value) { bar->setValue(value); },
+             [] { QCoreApplication::processEvents(); } };
+}
+
+const unsigned char *MainWindow::edgeData() const
+{
+    return reinterpret_cast<const unsigned char *>(edges.constData());
+}
+
+bool MainWindow::edgesMatch(const QImage &image) const
+{
+    return !image.isNull()
+            && edges.size() == qsizetype(image.width()) * qsizetype(image.height());
+}
+
+void MainWindow::publish(const QImage &image)
+{
+    const QPixmap pixmap = QPixmap::fromImage(image);
+    if (sketchItem)
+        sketchItem->setPixmap(pixmap);
+    else
+        sketchItem = scene.addPixmap(pixmap);
+    sketchItem->setZValue(10);
+    hasSketch = true;
+}
+
+void MainWindow::dropResult()
+{
+    if (sketchItem) {
+        scene.removeItem(sketchItem);
+        delete sketchItem;
+        sketchItem = nullptr;
+    }
+    hasSketch = false;
+}
+
+void MainWindow::on_actionOpen_triggered()
+{
+    QSettings settings;
+    const QString dir = settings.value("CurrDir", "").toString();
+    const QString fileName = fileChooser->openFileName(
+            this, tr("Open File"), dir,
+            tr("Image Files (*.png *.jpg *.bmp *.jpeg *.tiff *.tif *.gif);;All files (*.*)"));
+    if (fileName.isNull())
+        return;
+    settings.setValue("CurrDir", QFileInfo(fileName).canonicalPath());
+
+    // A picture that fails to load leaves the previous one in place, and the
+    // steps below then run again on it.
+    if (!sourceImage.load(fileName))
+        qCDebug(lcFiles) << "cannot load" << fileName;
+    if (sourceImage.isNull())
+        return;
+    sourceImage = toWorkingFormat(sourceImage);
+    ++openCount;
+
+    const QPixmap pixmap = QPixmap::fromImage(sourceImage);
+    if (originalItem)
+        originalItem->setPixmap(pixmap);
+    else
+        originalItem = scene.addPixmap(pixmap);
+    originalItem->setZValue(5);
+    ui->toolBox->setEnabled(true);
+    dropResult();
+
+    ui->progressBar->setValue(0);
+    ui->progressBar->setVisible(true);
+    ui->statusBar->showMessage(tr("Preparing edges"));
+    setCursor(Qt::WaitCursor);
+    edges = QByteArray(qsizetype(sourceImage.width()) * sourceImage.height(), Qt::Uninitialized);
+    labsobellight2(sourceImage, reinterpret_cast<unsigned char *>(edges.data()),
+                   { [this](int value) { ui->progressBar->setValue(value); }, {} });
+    setCursor(Qt::ArrowCursor);
+    ui->progressBar->setValue(100);
+    ui->progressBar->setVisible(false);
+    ui->statusBar->showMessage(tr("Done"), 2000);
+}
+
+void MainWindow::on_actionSave_As_triggered()
+{
+    QSettings settings;
+    const QString dir = settings.value("CurrDir", "").toString();
+    const QString saveDir = settings.value("CurrSaveDir", dir).toString();
+    const QString fileName = fileChooser->saveFileName(this, tr("Save Image"), saveDir,
+                                                       tr("JPG Files (*.jpg);;PNG Files (*.png)"));
+    if (fileName.isEmpty()) {
+        ui->statusBar->showMessage(tr("No file selected"));
+        return;
+    }
+    if (!sketchItem)
+        return;
+
+    // Written through a temporary file: a failed write never leaves a
+    // half-written picture or harms an existing file.
+    QSaveFile file(fileName);
+    QImageWriter writer(&file, QFileInfo(fileName).suffix().toLower().toLatin1());
+    writer.setQuality(100);
+    if (file.open(QIODevice::WriteOnly) && writer.write(sketchItem->pixmap().toImage()))
+        file.commit();
+    else
+        qCDebug(lcFiles) << "cannot save" << fileName << writer.errorString();
+    settings.setValue("CurrSaveDir", QFileInfo(fileName).canonicalPath());
+}
+
+void MainWindow::on_pushButton_3_clicked()
+{
+    ui->graphicsView->scale(1.2, 1.2);
+}
+
+void MainWindow::on_pushButton_2_clicked()
+{
+    ui->graphicsView->scale(0.8333333333333334, 0.8333333333333334);
+}
+
+void MainWindow::on_pushButton_toggled(bool checked)
+{
+    if (sketchItem)
+        sketchItem->setZValue(checked ? 0 : 10);
+}
+
+void MainWindow::on_toolBox_currentChanged(int index)
+{
+    Q_UNUSED(index);
+    dropResult();
+}
+
+void MainWindow::on_actionAbout_triggered()
+{
+    QMessageBox::about(this, tr("Kestrova Pro 2.0"), tr(AboutText));
+}
+
+void MainWindow::on_actionWebsite_triggered()
+{
+    QDesktopServices::openUrl(QUrl(WebsiteAddress));
+}
+
+void MainWindow::on_actionIndex_triggered()
+{
+    // Each use opens another window; closing one only hides it. The window
+    // keeps them until it goes.
+    helpWindows.push_back(std::make_unique<HelpDialog>());
+    helpWindows.back()->show();
+}

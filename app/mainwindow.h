@@ -1,0 +1,105 @@
+#pragma once
+
+#include <QByteArray>
+#include <QGraphicsScene>
+#include <QImage>
+#include <QMainWindow>
+#include <QTimer>
+
+#include <memory>
+#include <vector>
+
+class FileChooser;
+class HelpDialog;
+class QGraphicsPixmapItem;
+class RandomSequence;
+struct Progress;
+
+namespace Ui {
+class MainWindow;
+}
+
+class MainWindow : public QMainWindow
+{
+    Q_OBJECT
+
+public:
+    explicit MainWindow(QWidget *parent = nullptr);
+    ~MainWindow() override;
+
+    // Replaces the file dialogs (tests answer without showing one).
+    void setFileChooser(std::unique_ptr<FileChooser> chooser);
+
+    // Writes the contour layer of the current edge map into `layer`.
+    void updatePenLevels(QImage &layer, int black, int white);
+
+protected:
+    void changeEvent(QEvent *event) override;
+
+private slots:
+    void on_actionOpen_triggered();
+    void on_pushButtonColorSketch_clicked();
+    void on_ColorThreshSlider_valueChanged(int value);
+    void on_ColorThreshSlider_sliderReleased();
+    void on_ClustersSizeSlider_valueChanged(int value);
+    void on_ClustersSizeSlider_sliderReleased();
+    void on_pushButtonPencilSketch_clicked();
+    void on_actionSave_As_triggered();
+    void on_PencilLevelsSlider_valueChanged(int value);
+    void on_pushButton_3_clicked();
+    void on_pushButton_2_clicked();
+    void on_pushButton_toggled(bool checked);
+    void on_actionAbout_triggered();
+    void on_actionWebsite_triggered();
+    void on_actionIndex_triggered();
+    void on_pushButtonPencilCross_clicked();
+    void on_pencilLevelSlider2_valueChanged(int value);
+    void on_toolBox_currentChanged(int index);
+    void on_horizontalSliderBlackLevelContours_valueChanged(int value);
+    void on_horizontalSliderWhiteLevelContours_valueChanged(int value);
+    void on_horizontalSliderMinCol_valueChanged(int value);
+    void on_horizontalSliderMaxCol_valueChanged(int value);
+    void on_horizontalSliderDens_valueChanged(int value);
+    void updatePencilLevels();
+    void updateHatchingLevels();
+    void updatePosterContours();
+    void on_pushButtonCreatePoster_clicked();
+    void on_horizontalSliderPosterContourBlack_valueChanged(int value);
+    void on_horizontalSliderPosterContourWhite_valueChanged(int value);
+    void on_horizontalSliderPosterColors_valueChanged(int value);
+    void on_groupBoxPosterContour_toggled(bool arg1);
+    void on_groupBoxContoursPencil_toggled(bool arg1);
+
+private:
+    // Shows `image` as the effect result: over the original, and marks that
+    // a result is on show.
+    void publish(const QImage &image);
+    void dropResult();
+    // The progress bar and the event loop, for the core's long operations.
+    Progress progressBarBinding();
+    const unsigned char *edgeData() const;
+    bool edgesMatch(const QImage &image) const;
+
+    Ui::MainWindow *ui;
+    QImage sourceImage;
+    QImage penImage;
+    QImage hatchImage;
+    QImage posterImage;
+    QGraphicsScene scene;
+    QGraphicsPixmapItem *sketchItem;
+    QGraphicsPixmapItem *originalItem;
+    // One byte per pixel of sourceImage, row-major. Implicitly shared, so a
+    // command that lets events through keeps its own edge map even when a new
+    // picture is opened meanwhile.
+    QByteArray edges;
+    bool hasSketch;
+    QTimer pencilLevelsTimer;
+    QTimer hatchingLevelsTimer;
+    QTimer posterContoursTimer;
+
+    RandomSequence &random;
+    std::unique_ptr<FileChooser> fileChooser;
+    std::vector<std::unique_ptr<HelpDialog>> helpWindows;
+    // Counts opens, so that a command interrupted by an open can tell.
+    quint64 openCount = 0;
+};

@@ -1,0 +1,216 @@
+// The effect pages: their Create commands, sliders and deferred redraws.
+
+#include "mainwindow.h"
+
+#include "contours.h"
+#include "levels.h"
+#include "pencilsketch.h"
+#include "pensketch.h"
+#include "progress.h"
+
+#include "ui_mainwindow.h"
+
+void MainWindow::updatePenLevels(QImage &layer, int black, int white)
+{
+    // The layer must be a 32-bit picture of the edge map's size.
+    if (layer.depth() != 32 || !edgesMatch(layer))
+        return;
+    penLevels(layer, edgeData(), black, white);
+}
+
+// Pen sketch
+
+void MainWindow::on_pushButtonPencilSketch_clicked()
+{
+    const int black = ui->PencilLevelsSlider->value();
+    const int white = ui->pencilLevelSlider2->value();
+    if (!edgesMatch(sourceImage))
+        return;
+    ui->progressBar->setValue(0);
+    ui->progressBar->setVisible(true);
+    setCursor(Qt::WaitCursor);
+    ui->progressBar->setValue(5);
+    ui->statusBar->showMessage(tr("Running"));
+    const QImage sketch = pensketch(sourceImage, edgeData(), black, white,
+                                    { [this](int value) { ui->progressBar->setValue(value); },
+                                      {} });
+    ui->statusBar->showMessage(tr("Done"), 2000);
+    publish(sketch);
+    setCursor(Qt::ArrowCursor);
+    ui->statusBar->showMessage(tr("Done"), 3000);
+    ui->progressBar->setVisible(false);
+}
+
+void MainWindow::on_PencilLevelsSlider_valueChanged(int value)
+{
+    ui->labelDetails->setText(QString("%1").arg(value));
+    if (hasSketch) {
+        QImage layer = sourceImage.copy();
+        updatePenLevels(layer, value, ui->pencilLevelSlider2->value());
+        publish(layer);
+    }
+}
+
+void MainWindow::on_pencilLevelSlider2_valueChanged(int value)
+{
+    ui->labelDetails2->setText(QString("%1").arg(value));
+    if (hasSketch) {
+        QImage layer = sourceImage.copy();
+        updatePenLevels(layer, ui->PencilLevelsSlider->value(), value);
+        publish(layer);
+    }
+}
+
+// Pencil sketch
+
+void MainWindow::on_pushButtonPencilCross_clicked()
+{
+    PencilSettings settings;
+    settings.density = ui->horizontalSliderDens->value();
+    settings.black = ui->horizontalSliderMinCol->value();
+    settings.white = ui->horizontalSliderMaxCol->value();
+    settings.contours = ui->groupBoxContoursPencil->isChecked();
+    settings.contourBlack = ui->horizontalSliderBlackLevelContours->value();
+    settings.contourWhite = ui->horizontalSliderWhiteLevelContours->value();
+    if (!edgesMatch(sourceImage))
+        return;
+    ui->progressBar->setValue(0);
+    ui->progressBar->setVisible(true);
+
+    // The hatching lets events through, so the user may open another picture
+    // or press Create again meanwhile: work on this command's own copies.
+    const QImage source = sourceImage;
+    const QByteArray edgeMap = edges;
+    const quint64 openedBefore = openCount;
+    QImage hatch;
+    QImage pen;
+    const QImage display =
+            pencilSketch(source, reinterpret_cast<const unsigned char *>(edgeMap.constData()),
+                         settings, random, progressBarBinding(), &hatch, &pen);
+    if (openCount == openedBefore) {
+        hatchImage = hatch;
+        penImage = pen;
+        publish(display);
+    }
+    ui->progressBar->setVisible(false);
+}
+
+void MainWindow::updateHatchingLevels()
+{
+    if (!hasSketch || !edgesMatch(penImage))
+        return;
+    penImage = hatchImage;
+    levelimg(penImage, ui->horizontalSliderMinCol->value(), ui->horizontalSliderMaxCol->value());
+    QImage display = penImage.copy();
+    // The contour layer goes on whether or not the group box is checked.
+    multiplyContours(display, edgeData(), ui->horizontalSliderBlackLevelContours->value(),
+                     ui->horizontalSliderWhiteLevelContours->value());
+    publish(display);
+}
+
+void MainWindow::updatePencilLevels()
+{
+    if (!hasSketch || !edgesMatch(penImage))
+        return;
+    QImage display = penImage.copy();
+    multiplyContours(display, edgeData(), ui->horizontalSliderBlackLevelContours->value(),
+                     ui->horizontalSliderWhiteLevelContours->value());
+    publish(display);
+}
+
+void MainWindow::on_groupBoxContoursPencil_toggled(bool arg1)
+{
+    if (!hasSketch)
+        return;
+    if (arg1)
+        pencilLevelsTimer.start();
+    else
+        publish(penImage);
+}
+
+void MainWindow::on_horizontalSliderDens_valueChanged(int value)
+{
+    ui->label_5->setText(QString("%1").arg(value));
+    ui->statusBar->showMessage(tr("Press \"Create\" for changes to take effect"), 2000);
+}
+
+void MainWindow::on_horizontalSliderMinCol_valueChanged(int value)
+{
+    ui->label_6->setText(QString("%1").arg(value));
+    hatchingLevelsTimer.start();
+}
+
+void MainWindow::on_horizontalSliderMaxCol_valueChanged(int value)
+{
+    ui->label_7->setText(QString("%1").arg(value));
+    hatchingLevelsTimer.start();
+}
+
+void MainWindow::on_horizontalSliderBlackLevelContours_valueChanged(int value)
+{
+    Q_UNUSED(value);
+    pencilLevelsTimer.start();
+}
+
+void MainWindow::on_horizontalSliderWhiteLevelContours_valueChanged(int value)
+{
+    Q_UNUSED(value);
+    pencilLevelsTimer.start();
+}
+
+// Poster: the command arrives with the poster quantiser; the sliders and
+// the contour redraw already behave as they will.
+
+void MainWindow::on_pushButtonCreatePoster_clicked() { }
+
+void MainWindow::updatePosterContours()
+{
+    // Nothing to redraw before a poster exists.
+    if (posterImage.isNull())
+        return;
+}
+
+void MainWindow::on_horizontalSliderPosterContourBlack_valueChanged(int value)
+{
+    Q_UNUSED(value);
+    posterContoursTimer.start();
+}
+
+void MainWindow::on_horizontalSliderPosterContourWhite_valueChanged(int value)
+{
+    Q_UNUSED(value);
+    posterContoursTimer.start();
+}
+
+void MainWindow::on_horizontalSliderPosterColors_valueChanged(int value)
+{
+    ui->label_13->setText(QString("%1").arg(value));
+}
+
+void MainWindow::on_groupBoxPosterContour_toggled(bool arg1)
+{
+    if (!hasSketch)
+        return;
+    if (arg1)
+        posterContoursTimer.start();
+    else if (!posterImage.isNull())
+        publish(posterImage);
+}
+
+// Colour sketch: the command arrives with the segmenter.
+
+void MainWindow::on_pushButtonColorSketch_clicked() { }
+
+void MainWindow::on_ColorThreshSlider_valueChanged(int value)
+{
+    ui->labelSlider1Value->setText(QString("%1").arg(value));
+}
+
+void MainWindow::on_ColorThreshSlider_sliderReleased() { }
+
+void MainWindow::on_ClustersSizeSlider_valueChanged(int value)
+{
+    ui->labelSlider2Value->setText(QString("%1").arg(value));
+}
+
+void MainWindow::on_ClustersSizeSlider_sliderReleased() { }

@@ -1,0 +1,186 @@
+#include "edgemap.h"
+
+#include "blur.h"
+#include "blurrows.h"
+#include "colour.h"
+#include "workingformat.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <vector>
+
+namespace {
+
+constexpr int BlurHalf = 3;
+
+// Lightness of each pixel of a row of blurred colours.
+void lightnessRow(const QRgb *pixels, unsigned char *lightness, int from, int to)
+{
+    const LightnessTable &table = LightnessTable::instance();
+    for (int x = from; x < to; ++x)
+        lightness[x] = static_cast<unsigned char>(table.lightness(pixels[x]));
+}
+
+// The blurred copy's unwritten frame repeats the nearest blurred pixel, so
+// its lightness repeats the nearest computed lightness.
+void extendRow(unsigned char *lightness, int width)
+{
+    std::fill(lightness, lightness + BlurHalf, lightness[BlurHalf]);
+    std::fill(lightness + width - BlurHalf, lightness + width, lightness[width - BlurHalf - 1]);
+}
+
+// Splits the lightness pass between the colour-collection and lightness
+// sequences of progress values, with the cache's 40 between them.
+class LightnessProgress
+{
+public:
+    LightnessProgress(const Progress &progress, int width)
+        : m_progress(progress), m_collect(progress, 0, 30, width), m_fill(progress, 40, 30, width)
+    {
+    }
+    void advance(qint64 done, qint64 total)
+    {
+        if (total <= 0 || done * 2 < total) {
+            m_collect.advance(done * 2, total);
+            return;
+        }
+        finishCollecting();
+        m_fill.advance(done * 2 - total, total);
+    }
+    void finish()
+    {
+        finishCollecting();
+        m_fill.finish();
+    }
+
+private:
+    void finishCollecting()
+    {
+        if (m_cacheReported)
+            return;
+        m_collect.finish();
+        m_progress.report(40);
+        m_cacheReported = true;
+    }
+
+    const Progress &m_progress;
+    ColumnProgress m_collect;
+    ColumnProgress m_fill;
+    bool m_cacheReported = false;
+};
+
+void lightnessOfSource(const QImage &image, unsigned char *lightness, LightnessProgress &progress)
+{
+    const int width = image.width();
+    const int height = image.height();
+    for (int y = 0; y < height; ++y) {
+        lightnessRow(reinterpret_cast<const QRgb *>(image.constScanLine(y)),
+                     lightness + qsizetype(y) * width, 0, width);
+        progress.advance(y + 1, height);
+    }
+}
+
+// Blurs row by row with a ring of seven horizontally blurred rows and turns
+// each blurred row straight into lightness; the blurred picture itself is
+// never stored.
+void lightnessOfBlurred(const QImage &image, unsigned char *lightness, LightnessProgress &progress)
+{
+    const int width = image.width();
+    const int height = image.height();
+    const std::vector<double> w = gaussianKernel(2 * BlurHalf + 1, 1.4);
+    const qsizetype rowBytes = qsizetype(width) * 4;
+    std::vector<unsigned char> ring(rowBytes * (2 * BlurHalf + 1));
+    std::vector<unsigned char> blurred(rowBytes);
+    auto ringRow = [&](int y) { return &ring[(y % (2 * BlurHalf + 1)) * rowBytes]; };
+
+    for (int y = 0; y < 2 * BlurHalf; ++y)
+        horizontalBlurRow7(image.constScanLine(y), ringRow(y), width, w.data());
+    const unsigned char *rows[2 * BlurHalf + 1];
+    for (int y = BlurHalf; y < height - BlurHalf; ++y) {
+        horizontalBlurRow7(image.constScanLine(y + BlurHalf), ringRow(y + BlurHalf), width,
+                           w.data());
+        for (int k = -BlurHalf; k <= BlurHalf; ++k)
+            rows[BlurHalf + k] = ringRow(y + k);
+        verticalBlurRow7(rows, blurred.data(), width, w.data());
+        unsigned char *row = lightness + qsizetype(y) * width;
+        lightnessRow(reinterpret_cast<const QRgb *>(blurred.data()), row, BlurHalf,
+                     width - BlurHalf);
+        extendRow(row, width);
+        progress.advance(y + 1 - BlurHalf, height - 2 * BlurHalf);
+    }
+    const unsigned char *top = lightness + qsizetype(BlurHalf) * width;
+    const unsigned char *bottom = lightness + qsizetype(height - BlurHalf - 1) * width;
+    for (int y = 0; y < BlurHalf; ++y) {
+        memcpy(lightness + qsizetype(y) * width, top, width);
+        memcpy(lightness + qsizetype(height - 1 - y) * width, bottom, width);
+    }
+}
+
+KESTROVA_VECTOR_CLONES
+void sobelRow(const unsigned char *above, const unsigned char *row, const unsigned char *below,
+              unsigned char *edges, int width)
+{
+    for (int x = 1; x < width - 1; ++x) {
+        const int gx = above[x + 1] + 2 * row[x + 1] + below[x + 1] - above[x - 1]
+                - 2 * row[x - 1] - below[x - 1];
+        const int gy = below[x - 1] + 2 * below[x] + below[x + 1] - above[x - 1] - 2 * above[x]
+                - above[x + 1];
+        // gx² + gy² stays below 2^24, where float holds it exactly and the
+        // rounded root never reaches the next integer: this is floor(sqrt).
+        const int m = int(sqrtf(float(gx * gx + gy * gy)));
+        edges[x] = static_cast<unsigned char>(m < 256 ? m : 255);
+    }
+}
+
+void sobel(const unsigned char *lightness, unsigned char *edges, int width, int height,
+           const Progress &progress)
+{
+    ColumnProgress columns(progress, 70, 30, width, 1, width - 1);
+    for (int y = 1; y < height - 1; ++y) {
+        const qsizetype at = qsizetype(y) * width;
+        sobelRow(lightness + at - width, lightness + at, lightness + at + width, edges + at,
+                 width);
+        columns.advance(y, height - 2);
+    }
+    columns.finish();
+}
+
+void clearFrame(unsigned char *edges, int width, int height)
+{
+    if (width < 3 || height < 3) {
+        memset(edges, 0, size_t(width) * size_t(height));
+        return;
+    }
+    memset(edges, 0, width);
+    memset(edges + qsizetype(height - 1) * width, 0, width);
+    for (int y = 1; y < height - 1; ++y) {
+        edges[qsizetype(y) * width] = 0;
+        edges[qsizetype(y) * width + width - 1] = 0;
+    }
+}
+
+} // namespace
+
+void labsobellight2(const QImage &picture, unsigned char *edges, const Progress &progress)
+{
+    const QImage image = toWorkingFormat(picture);
+    const int width = image.width();
+    const int height = image.height();
+    if (width < 1 || height < 1) {
+        // Nothing to scan: only the column sequences remain.
+        LightnessProgress(progress, width).finish();
+        ColumnProgress(progress, 70, 30, width, 1, width - 1).finish();
+        return;
+    }
+    std::vector<unsigned char> lightness(size_t(width) * size_t(height));
+    LightnessProgress lightnessProgress(progress, width);
+    if (width > 2 * BlurHalf && height > 2 * BlurHalf)
+        lightnessOfBlurred(image, lightness.data(), lightnessProgress);
+    else
+        lightnessOfSource(image, lightness.data(), lightnessProgress);
+    lightnessProgress.finish();
+
+    clearFrame(edges, width, height);
+    sobel(lightness.data(), edges, width, height, progress);
+}

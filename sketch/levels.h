@@ -1,0 +1,21 @@
+#pragma once
+
+#include <QImage>
+
+// Tone mapping of one grey value: black at or below `black`, white above
+// `white`, a linear stretch between.
+QRgb level(int v, int black, int white);
+
+// level() applied to the red channel of every pixel, in place.
+void levelimg(QImage &image, int black, int white);
+
+// Contrast curve on the red channel of every pixel, in place; the result is
+// an opaque grey. Strengths outside 0..255 leave the picture untouched.
+void contrastimg(QImage &image, int strength);
+
+// Returns `a`; `b` is ignored.
+int testw(int a, int b);
+
+// The contour layer: every pixel of `layer` (32-bit, the edge map's size)
+// becomes level(255 - edge, black, white).
+void penLevels(QImage &layer, const unsigned char *edges, int black, int white);

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <QImage>
+
+// Multiply-blends `layer` over `destination` at (0, 0), in place, exactly as
+// QPainter's CompositionMode_Multiply does.
+void multiply(QImage &destination, const QImage &layer);
+
+// The channel product QPainter gives for opaque pixels; it rounds
+// differently for the two 32-bit destination formats.
+inline int multiplyChannelArgb32(int d, int s)
+{
+    return (d * s + 127) / 255;
+}
+inline int multiplyChannelRgb32(int d, int s)
+{
+    const int t = d * s;
+    return (t + (t >> 8) + 0x80) >> 8;
+}

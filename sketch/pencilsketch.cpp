@@ -1,0 +1,24 @@
+#include "pencilsketch.h"
+
+#include "contours.h"
+#include "levels.h"
+#include "pencilhatch.h"
+
+QImage pencilSketch(const QImage &source, const unsigned char *edges,
+                    const PencilSettings &settings, RandomSequence &random,
+                    const Progress &progress, QImage *hatch, QImage *pen)
+{
+    QImage image = pencilhatch(source, settings.black, settings.white, settings.density, 0,
+                               settings.contours, random, progress);
+    progress.report(70);
+    if (hatch)
+        *hatch = image;
+    levelimg(image, settings.black, settings.white);
+    progress.report(80);
+    if (pen)
+        *pen = image;
+    if (settings.contours)
+        multiplyContours(image, edges, settings.contourBlack, settings.contourWhite);
+    progress.report(99);
+    return image;
+}

@@ -2,7 +2,6 @@
 
 #include "colour.h"
 #include "levels.h"
-#include "randomstream.h"
 #include "workingformat.h"
 
 #include <algorithm>
@@ -71,54 +70,61 @@ std::vector<int> rowsAlongLine(int width, int height)
     return rows;
 }
 
-// Falling lines two columns apart: a draw for every point inside the
-// picture, none for the others.
-void fallingStrokes(const unsigned char *tone, const std::vector<int> &rowOf, int width,
-                    int height, const StrokePainter &painter, RandomStream &random)
+// The jitter terms J and T are 0 for every draw this generator can give
+// (the tests check all of its states), so the draws never change a grey:
+// only their number matters, and it is counted here instead of drawn.
+
+// Falling lines two columns apart, with one draw for every point inside the
+// picture. Returns the number of draws.
+uint64_t fallingStrokes(const unsigned char *tone, const std::vector<int> &rowOf, int width,
+                        const StrokePainter &painter)
 {
+    uint64_t draws = 0;
     for (int d = -width; d < width; d += 2) {
+        // Points with 0 <= x = d + i < width; their rows (i * height) / width
+        // all lie inside the picture.
         const int first = std::max(0, -d);
-        const int last = std::min(width, width - d); // exclusive: x < width
+        const int last = std::min(width, width - d);
         for (int i = first; i < last; ++i) {
-            const int y = rowOf[i];
-            if (y >= height)
-                continue;
             const int x = d + i;
+            const int y = rowOf[i];
             const int g = tone[qsizetype(y) * width + x];
             const int t = std::min(g + 10, 255);
-            const int c = std::min(t - 10 + jitterJ(random.next()), 255);
+            const int c = std::min(t - 10, 255);
             const int c2 = std::min(c + 10, 255);
             painter.stroke(x, y, c, c2);
         }
+        draws += uint64_t(std::max(0, last - first));
     }
+    return draws;
 }
 
-// Rising lines `density` columns apart. A draw at every step (its jitter
-// moves the line every seventh step), then two more for every point inside
-// the picture, the second of them unused.
-void risingStrokes(const unsigned char *tone, const std::vector<int> &rowOf, int width,
-                   int height, int density, const StrokePainter &painter, RandomStream &random)
+// Rising lines `density` columns apart. Each step draws once (the line
+// moves down one row every seventh step), each point inside the picture
+// draws twice more. Returns the number of draws.
+uint64_t risingStrokes(const unsigned char *tone, const std::vector<int> &rowOf, int width,
+                       int height, int density, const StrokePainter &painter)
 {
+    uint64_t draws = 0;
     for (int d = -width; d < width; d += density) {
-        int offset = 0;
-        for (int i = 0; i <= width; ++i) {
-            const int r = random.next();
-            if (i % 7 == 0)
-                offset = offset + 1 - jitterT(r);
-            const int x = d + i;
-            if (x < 0 || x >= width)
-                continue;
+        draws += uint64_t(width) + 1;
+        // Steps i = 0 .. width with 0 <= x = d + i < width.
+        const int first = std::max(0, -d);
+        const int last = std::min(width + 1, width - d);
+        for (int i = first; i < last; ++i) {
+            const int offset = i / 7 + 1;
             const int y = height - rowOf[i] + offset;
             if (y < 0 || y >= height)
                 continue;
+            const int x = d + i;
             const int g = std::min<int>(tone[qsizetype(y) * width + x], 255);
-            int c = g - 10 + jitterJ(random.next());
-            c = c < 0 ? 0 : (c >= 255 ? 255 : c);
+            const int c = std::clamp(g - 10, 0, 255);
             const int c2 = std::min(c + 10, 255);
-            random.next();
             painter.stroke(x, y, c, c2);
+            draws += 2;
         }
     }
+    return draws;
 }
 
 } // namespace
@@ -139,9 +145,9 @@ QImage pencilhatch(QImage source, int minColour, int maxColour, int density, int
     if (width > 0 && height > 0) {
         const std::vector<int> rowOf = rowsAlongLine(width, height);
         const StrokePainter painter(result);
-        RandomStream stream(random);
-        fallingStrokes(tone.data(), rowOf, width, height, painter, stream);
-        risingStrokes(tone.data(), rowOf, width, height, std::max(density, 1), painter, stream);
+        uint64_t draws = fallingStrokes(tone.data(), rowOf, width, painter);
+        draws += risingStrokes(tone.data(), rowOf, width, height, std::max(density, 1), painter);
+        random.skip(draws);
     }
     if (contrast > 0)
         contrastimg(result, contrast);

@@ -12,11 +12,13 @@
 // rising strokes; `contrast` > 0 applies contrastimg() at the end.
 //
 // Reports 60 * x / width and yields once per column while it reads the
-// lightness. Every draw comes from `random`, in a fixed order.
+// lightness. The strokes draw from `random` in a fixed order and number;
+// their jitter (below) is 0 for every value the generator gives.
 QImage pencilhatch(QImage source, int minColour, int maxColour, int density, int contrast,
                    bool contours, RandomSequence &random, const Progress &progress = {});
 
-// The random jitter terms: the products wrap to signed 32 bits first.
+// The random jitter terms of the strokes: the products wrap to signed 32
+// bits first, so each is 0 but for a handful of values of r.
 inline int jitterJ(int r)
 {
     return int(uint32_t(r) * 20u) / 2147483647;

@@ -27,6 +27,22 @@ public:
     }
     int operator()() { return next(); }
 
+    // Moves on by `draws` draws at once, as if next() were called that often.
+    void skip(uint64_t draws)
+    {
+        // Three generator steps per draw; the composition of n steps is
+        // again multiply-and-add, built by repeated squaring.
+        uint64_t steps = draws * 3;
+        uint32_t multiplier = 1103515245u;
+        uint32_t increment = 12345u;
+        for (; steps; steps >>= 1) {
+            if (steps & 1)
+                m_state = m_state * multiplier + increment;
+            increment = increment * multiplier + increment;
+            multiplier = multiplier * multiplier;
+        }
+    }
+
     uint32_t state() const { return m_state; }
     void setState(uint32_t state) { m_state = state; }
 

@@ -1,0 +1,108 @@
+#include "testsupport.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QPainter>
+#include <QRandomGenerator>
+
+namespace testsupport {
+
+QImage randomPicture(int width, int height, quint32 seed, QImage::Format format)
+{
+    QRandomGenerator generator(seed);
+    QImage image(width, height, format);
+    for (int y = 0; y < height; ++y) {
+        auto *line = reinterpret_cast<QRgb *>(image.scanLine(y));
+        for (int x = 0; x < width; ++x) {
+            QRgb value = generator.generate();
+            if (format != QImage::Format_ARGB32)
+                value |= 0xFF000000u;
+            line[x] = value;
+        }
+    }
+    return image;
+}
+
+QImage blockyPicture(int width, int height, quint32 seed, QImage::Format format)
+{
+    QRandomGenerator generator(seed);
+    QImage image(width, height, QImage::Format_RGB32);
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x)
+            image.setPixel(x, y, qRgb((x * 255) / qMax(1, width - 1), (y * 255) / qMax(1, height - 1),
+                                      ((x + y) * 97) % 256));
+    }
+    QPainter painter(&image);
+    for (int i = 0; i < 6; ++i) {
+        const int x = generator.bounded(qMax(1, width)), y = generator.bounded(qMax(1, height));
+        painter.fillRect(x, y, generator.bounded(1, qMax(2, width / 2)),
+                         generator.bounded(1, qMax(2, height / 2)),
+                         QColor::fromRgb(generator.generate() | 0xFF000000u));
+    }
+    painter.end();
+    return format == QImage::Format_RGB32 ? image : image.convertToFormat(format);
+}
+
+QImage filled(int width, int height, QRgb colour, QImage::Format format)
+{
+    QImage image(width, height, format);
+    image.fill(colour);
+    return image;
+}
+
+QString firstDifference(const QImage &actual, const QImage &expected)
+{
+    if (actual.size() != expected.size())
+        return QString("size %1x%2, expected %3x%4")
+                .arg(actual.width())
+                .arg(actual.height())
+                .arg(expected.width())
+                .arg(expected.height());
+    for (int x = 0; x < actual.width(); ++x) {
+        for (int y = 0; y < actual.height(); ++y) {
+            const QRgb a = actual.pixel(x, y), e = expected.pixel(x, y);
+            if (a != e)
+                return QString("pixel (%1, %2) is #%3, expected #%4")
+                        .arg(x)
+                        .arg(y)
+                        .arg(a, 8, 16, QChar('0'))
+                        .arg(e, 8, 16, QChar('0'));
+        }
+    }
+    return {};
+}
+
+QString firstDifference(const std::vector<unsigned char> &actual,
+                        const std::vector<unsigned char> &expected, int width)
+{
+    if (actual.size() != expected.size())
+        return QString("%1 bytes, expected %2").arg(actual.size()).arg(expected.size());
+    for (size_t i = 0; i < actual.size(); ++i) {
+        if (actual[i] != expected[i] && width <= 0)
+            return QString("byte %1 is %2, expected %3").arg(i).arg(actual[i]).arg(expected[i]);
+        if (actual[i] != expected[i])
+            return QString("byte (%1, %2) is %3, expected %4")
+                    .arg(int(i % width))
+                    .arg(int(i / width))
+                    .arg(actual[i])
+                    .arg(expected[i]);
+    }
+    return {};
+}
+
+Progress ProgressRecorder::progress()
+{
+    return { [this](int value) { values.push_back(value); },
+             [this] {
+                 ++yields;
+                 yieldsBefore.push_back(int(values.size()));
+             } };
+}
+
+QString photo(const QString &name)
+{
+    const QString path = QDir(QStringLiteral(KESTROVA_PHOTOS_DIR)).filePath(name);
+    return QFileInfo::exists(path) ? path : QString();
+}
+
+} // namespace testsupport

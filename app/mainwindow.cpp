@@ -12,6 +12,7 @@
 #include <QDesktopServices>
 #include <QFileInfo>
 #include <QGraphicsPixmapItem>
+#include <QImageReader>
 #include <QImageWriter>
 #include <QLoggingCategory>
 #include <QMessageBox>
@@ -26,6 +27,14 @@ namespace {
 const char AboutText[] = "Kestrova Pro 2.0: photographs into pen, pencil, poster and colour "
                          "sketches.";
 const char WebsiteAddress[] = "https://kestrova.example/";
+
+// The folder of an existing file without links or dots; empty when the file
+// does not exist (QFileInfo would answer ".").
+QString canonicalFolder(const QString &fileName)
+{
+    const QFileInfo info(fileName);
+    return info.canonicalFilePath().isEmpty() ? QString() : info.canonicalPath();
+}
 
 } // namespace
 
@@ -126,12 +135,16 @@ void MainWindow::on_actionOpen_triggered()
             tr("Image Files (*.png *.jpg *.bmp *.jpeg *.tiff *.tif *.gif);;All files (*.*)"));
     if (fileName.isNull())
         return;
-    settings.setValue("CurrDir", QFileInfo(fileName).canonicalPath());
+    settings.setValue("CurrDir", canonicalFolder(fileName));
 
     // A picture that fails to load leaves the previous one in place, and the
     // steps below then run again on it.
-    if (!sourceImage.load(fileName))
-        qCDebug(lcFiles) << "cannot load" << fileName;
+    QImageReader reader(fileName);
+    const QImage loaded = reader.read();
+    if (loaded.isNull())
+        qCDebug(lcFiles) << "cannot load" << fileName << reader.errorString();
+    else
+        sourceImage = loaded;
     if (sourceImage.isNull())
         return;
     sourceImage = toWorkingFormat(sourceImage);
@@ -182,7 +195,7 @@ void MainWindow::on_actionSave_As_triggered()
         file.commit();
     else
         qCDebug(lcFiles) << "cannot save" << fileName << writer.errorString();
-    settings.setValue("CurrSaveDir", QFileInfo(fileName).canonicalPath());
+    settings.setValue("CurrSaveDir", canonicalFolder(fileName));
 }
 
 void MainWindow::on_pushButton_3_clicked()

@@ -22,6 +22,7 @@ class MainWindow;
 class MainWindow : public QMainWindow
 {
     Q_OBJECT
+    friend class TestMainWindow;
 
 public:
     explicit MainWindow(QWidget *parent = nullptr);

@@ -15,8 +15,8 @@
 // p(x) * w[half], then the pairs p(x + k) + p(x - k), summed as integers,
 // times w[half - k] for k = 1 .. half, truncated.
 template<int Half>
-inline void horizontalBlurBytes(const unsigned char *src, unsigned char *dst, int width,
-                                const double *w)
+inline void horizontalBlurBytes(const unsigned char *__restrict src,
+                                unsigned char *__restrict dst, int width, const double *w)
 {
     const int end = (width - Half) * 4;
     for (int i = Half * 4; i < end; ++i) {
@@ -31,14 +31,22 @@ inline void horizontalBlurBytes(const unsigned char *src, unsigned char *dst, in
 // neighbours. The running value is truncated after every step, as the
 // blurred byte is written back and read again each time.
 template<int Half>
-inline void verticalBlurBytes(const unsigned char *const *rows, unsigned char *dst, int width,
-                              const double *w)
+inline void verticalBlurBytes(const unsigned char *const *rows, unsigned char *__restrict dst,
+                              int width, const double *w)
 {
+    // Local copies: the compiler may then keep the rows and weights in
+    // registers and vectorise across the row.
+    const unsigned char *row[2 * Half + 1];
+    double weight[Half + 1];
+    for (int k = 0; k <= 2 * Half; ++k)
+        row[k] = rows[k];
+    for (int k = 0; k <= Half; ++k)
+        weight[k] = w[k];
     const int end = (width - Half) * 4;
     for (int i = Half * 4; i < end; ++i) {
-        double d = int(rows[Half][i] * w[Half]);
+        double d = int(row[Half][i] * weight[Half]);
         for (int k = 1; k <= Half; ++k)
-            d = int(d + (rows[Half + k][i] + rows[Half - k][i]) * w[Half - k]);
+            d = int(d + (row[Half + k][i] + row[Half - k][i]) * weight[Half - k]);
         dst[i] = static_cast<unsigned char>(int(d));
     }
 }

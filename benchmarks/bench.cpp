@@ -1,0 +1,109 @@
+// Times one core operation on a photograph or a generated picture. The
+// picture is decoded before the clock starts; each operation runs `repeat`
+// times and the fastest run is printed, with the stages of the pencil
+// sketch timed apart.
+
+#include "contours.h"
+#include "edgemap.h"
+#include "levels.h"
+#include "pencilhatch.h"
+#include "pencilsketch.h"
+#include "pensketch.h"
+
+#include <QElapsedTimer>
+#include <QImage>
+#include <QImageReader>
+
+#include <cstdio>
+#include <cstring>
+#include <functional>
+#include <vector>
+
+namespace {
+
+double fastestMs(int repeat, const std::function<void()> &work)
+{
+    double best = 1e300;
+    for (int i = 0; i < repeat; ++i) {
+        QElapsedTimer timer;
+        timer.start();
+        work();
+        best = std::min(best, timer.nsecsElapsed() / 1e6);
+    }
+    return best;
+}
+
+QImage generated(int width, int height)
+{
+    QImage image(width, height, QImage::Format_RGB32);
+    for (int y = 0; y < height; ++y) {
+        auto *line = reinterpret_cast<QRgb *>(image.scanLine(y));
+        for (int x = 0; x < width; ++x)
+            line[x] = qRgb((x * 7 + y) & 255, (y * 3) & 255, ((x ^ y) * 5) & 255);
+    }
+    return image;
+}
+
+int usage()
+{
+    fprintf(stderr, "usage: kestrova-bench edges|pen|pencil PICTURE|WIDTHxHEIGHT [REPEAT]\n");
+    return 2;
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    if (argc < 3)
+        return usage();
+    const char *operation = argv[1];
+    const int repeat = argc > 3 ? atoi(argv[3]) : 5;
+    QImage image;
+    int width = 0, height = 0;
+    if (sscanf(argv[2], "%dx%d", &width, &height) == 2)
+        image = generated(width, height);
+    else
+        image = QImageReader(QString::fromLocal8Bit(argv[2])).read();
+    if (image.isNull()) {
+        fprintf(stderr, "kestrova-bench: cannot read '%s'\n", argv[2]);
+        return 1;
+    }
+    if (image.format() != QImage::Format_RGB32 && image.format() != QImage::Format_ARGB32)
+        image = image.convertToFormat(QImage::Format_ARGB32);
+    std::vector<unsigned char> edges(size_t(image.width()) * image.height());
+    printf("%s, %dx%d (%.1f MP)\n", operation, image.width(), image.height(),
+           image.width() * double(image.height()) / 1e6);
+
+    if (!strcmp(operation, "edges")) {
+        printf("edge map: %.1f ms\n",
+               fastestMs(repeat, [&] { labsobellight2(image, edges.data()); }));
+        return 0;
+    }
+    labsobellight2(image, edges.data());
+    if (!strcmp(operation, "pen")) {
+        printf("pen sketch: %.1f ms\n",
+               fastestMs(repeat, [&] { pensketch(image, edges.data(), 150, 255); }));
+        return 0;
+    }
+    if (!strcmp(operation, "pencil")) {
+        QImage hatch, pen;
+        printf("pencil sketch: %.1f ms\n", fastestMs(repeat, [&] {
+                   RandomSequence random;
+                   pencilSketch(image, edges.data(), PencilSettings(), random);
+               }));
+        printf("  hatching: %.1f ms\n", fastestMs(repeat, [&] {
+                   RandomSequence random;
+                   hatch = pencilhatch(image, 60, 180, 6, 0, true, random);
+               }));
+        printf("  levels: %.1f ms\n", fastestMs(repeat, [&] {
+                   pen = hatch.copy();
+                   levelimg(pen, 60, 180);
+               }));
+        printf("  contours: %.1f ms\n", fastestMs(repeat, [&] {
+                   QImage display = pen.copy();
+                   multiplyContours(display, edges.data(), 200, 255);
+               }));
+        return 0;
+    }
+    return usage();
+}

@@ -1,12 +1,16 @@
 #include "mainwindow.h"
 
 #include <QApplication>
+#include <QImageReader>
 
 int main(int argc, char *argv[])
 {
     QApplication application(argc, argv);
     QCoreApplication::setApplicationName("Kestrova 2.0");
     QCoreApplication::setOrganizationName("Velmont software");
+    // Photographs of up to 64 megapixels open; larger pictures are refused
+    // before they are decoded.
+    QImageReader::setAllocationLimit(256);
     MainWindow window;
     window.show();
     return QApplication::exec();

@@ -1,0 +1,8 @@
+#pragma once
+
+#include "options.h"
+
+// Draws every file of `commandLine`, up to commandLine.threads at once. One
+// file's failure does not stop the others. Returns the exit status: 0 when
+// every drawing was written, 1 otherwise.
+int runBatch(const CommandLine &commandLine);

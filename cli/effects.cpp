@@ -1,0 +1,104 @@
+#include "effects.h"
+
+#include "edgemap.h"
+#include "pencilsketch.h"
+#include "pensketch.h"
+
+namespace {
+
+QImage penEffect(const QImage &source, const unsigned char *edges, const EffectSettings &settings,
+                 RandomSequence &, const Progress &progress)
+{
+    return pensketch(source, edges, settings.value("black"), settings.value("white"), progress);
+}
+
+QImage pencilEffect(const QImage &source, const unsigned char *edges,
+                    const EffectSettings &settings, RandomSequence &random,
+                    const Progress &progress)
+{
+    PencilSettings pencil;
+    pencil.density = settings.value("density");
+    pencil.black = settings.value("black");
+    pencil.white = settings.value("white");
+    pencil.contours = settings.contours;
+    pencil.contourBlack = settings.value("contour-black");
+    pencil.contourWhite = settings.value("contour-white");
+    return pencilSketch(source, edges, pencil, random, progress);
+}
+
+// The defaults are the window's initial slider positions.
+std::vector<Effect> makeTable()
+{
+    const EffectOption contourBlack {"contour-black", "black level of the contours", 0, 255, 200};
+    const EffectOption contourWhite {"contour-white", "white level of the contours", 0, 255, 255};
+    return {
+            {"pen",
+             "ink drawing of the picture's contours",
+             {{"black", "black level", 0, 255, 150}, {"white", "white level", 0, 255, 255}},
+             false,
+             penEffect},
+            {"pencil",
+             "cross-hatched pencil drawing",
+             {{"density", "stroke spacing", 1, 10, 6},
+              {"black", "black level of the hatching", 0, 255, 60},
+              {"white", "white level of the hatching", 0, 255, 180},
+              contourBlack,
+              contourWhite},
+             true,
+             pencilEffect},
+            {"poster",
+             "flat colour areas with contours",
+             {{"colors", "number of colours", 2, 30, 3}, contourBlack, contourWhite},
+             true,
+             nullptr},
+            {"color",
+             "colour sketch of merged regions",
+             {{"threshold", "colour distance up to which regions merge", 0, 99, 20},
+              {"brush", "brushstroke size", 0, 500, 70}},
+             false,
+             nullptr},
+    };
+}
+
+} // namespace
+
+const EffectOption *Effect::option(const QString &optionName) const
+{
+    for (const EffectOption &candidate : options) {
+        if (optionName == QLatin1String(candidate.name))
+            return &candidate;
+    }
+    return nullptr;
+}
+
+EffectSettings Effect::defaults() const
+{
+    EffectSettings settings;
+    for (const EffectOption &candidate : options)
+        settings.values.insert(QString::fromLatin1(candidate.name), candidate.defaultValue);
+    return settings;
+}
+
+const std::vector<Effect> &effects()
+{
+    static const std::vector<Effect> table = makeTable();
+    return table;
+}
+
+const Effect *findEffect(const QString &name)
+{
+    for (const Effect &effect : effects()) {
+        if (name == QLatin1String(effect.name))
+            return &effect;
+    }
+    return nullptr;
+}
+
+QImage makeDrawing(const Effect &effect, const QImage &picture, const EffectSettings &settings,
+                   const Progress &edgeProgress, const Progress &effectProgress)
+{
+    std::vector<unsigned char> edges(size_t(picture.width()) * size_t(picture.height()));
+    labsobellight2(picture, edges.data(), edgeProgress);
+    RandomSequence random;
+    return effect.run(picture, edges.data(), settings, random, effectProgress);
+}

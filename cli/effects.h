@@ -1,0 +1,58 @@
+#pragma once
+
+#include "progress.h"
+#include "randomsequence.h"
+
+#include <QHash>
+#include <QImage>
+#include <QString>
+
+#include <vector>
+
+// An integer setting of an effect, given on the command line as --NAME N.
+struct EffectOption
+{
+    const char *name;
+    const char *description;
+    int minimum;
+    int maximum;
+    int defaultValue;
+};
+
+// The values one run uses: every option of the effect, defaults filled in.
+struct EffectSettings
+{
+    QHash<QString, int> values;
+    bool contours = true;
+
+    int value(const char *name) const { return values.value(QString::fromLatin1(name)); }
+};
+
+using EffectFunction = QImage (*)(const QImage &source, const unsigned char *edges,
+                                  const EffectSettings &settings, RandomSequence &random,
+                                  const Progress &progress);
+
+struct Effect
+{
+    const char *name;
+    const char *summary;
+    std::vector<EffectOption> options;
+    // Whether --no-contour applies.
+    bool contourSwitch;
+    // Null while the effect is not part of this build.
+    EffectFunction run;
+
+    bool isAvailable() const { return run != nullptr; }
+    const EffectOption *option(const QString &name) const;
+    EffectSettings defaults() const;
+};
+
+// Every effect the tool knows, in the order the help lists them.
+const std::vector<Effect> &effects();
+const Effect *findEffect(const QString &name);
+
+// The drawing of a picture that is already in the working format: the edge
+// map first, then the effect, drawing from a fresh random sequence so that
+// every file gives the same result whatever ran before it.
+QImage makeDrawing(const Effect &effect, const QImage &picture, const EffectSettings &settings,
+                   const Progress &edgeProgress, const Progress &effectProgress);

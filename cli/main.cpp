@@ -1,0 +1,38 @@
+#include "batch.h"
+#include "options.h"
+
+#include <QCoreApplication>
+#include <QImageReader>
+
+#include <csignal>
+#include <cstdio>
+
+int main(int argc, char *argv[])
+{
+    QCoreApplication application(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("kestrova-cli"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(KESTROVA_CLI_VERSION));
+    // A write past the file size limit then fails like any other write, and
+    // is reported, instead of ending the process.
+    std::signal(SIGXFSZ, SIG_IGN);
+    // As in the window: photographs of up to 64 megapixels.
+    QImageReader::setAllocationLimit(256);
+
+    const ParseOutcome outcome = parseCommandLine(QCoreApplication::arguments());
+    switch (outcome.kind) {
+    case ParseOutcome::Help:
+        std::fputs(qPrintable(outcome.text), stdout);
+        return 0;
+    case ParseOutcome::Version:
+        std::printf("%s %s\n", qPrintable(QCoreApplication::applicationName()),
+                    qPrintable(QCoreApplication::applicationVersion()));
+        return 0;
+    case ParseOutcome::UsageError:
+        std::fprintf(stderr, "kestrova-cli: %s\nTry 'kestrova-cli --help' for more information.\n",
+                     qPrintable(outcome.text));
+        return 2;
+    case ParseOutcome::Run:
+        break;
+    }
+    return runBatch(outcome.commandLine);
+}

@@ -1,0 +1,314 @@
+#include "options.h"
+
+#include "imagefiles.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
+#include <QHash>
+#include <QSet>
+#include <QThread>
+
+#include <climits>
+
+namespace {
+
+const QString NoContour = QStringLiteral("no-contour");
+
+// Thrown by the checks below and turned into a usage error by the parser.
+struct Refusal
+{
+    QString message;
+};
+
+[[noreturn]] void refuse(const QString &message)
+{
+    throw Refusal {message};
+}
+
+QString optionLine(const QString &syntax, const QString &description)
+{
+    return QStringLiteral("      %1 %2\n").arg(syntax, -22).arg(description);
+}
+
+QString effectsHelp()
+{
+    QString text = QStringLiteral("Effects and their options:\n");
+    for (const Effect &effect : effects()) {
+        text += QStringLiteral("  %1 %2%3\n")
+                        .arg(QLatin1String(effect.name), -8)
+                        .arg(QLatin1String(effect.summary),
+                             effect.isAvailable()
+                                     ? QString()
+                                     : QStringLiteral(" (not available in this version)"));
+        for (const EffectOption &option : effect.options) {
+            text += optionLine(QStringLiteral("--%1 <N>").arg(QLatin1String(option.name)),
+                               QStringLiteral("%1, %2..%3 (default %4)")
+                                       .arg(QLatin1String(option.description))
+                                       .arg(option.minimum)
+                                       .arg(option.maximum)
+                                       .arg(option.defaultValue));
+        }
+        if (effect.contourSwitch)
+            text += optionLine(QStringLiteral("--") + NoContour,
+                               QStringLiteral("leave the contours out"));
+    }
+    return text;
+}
+
+QString description()
+{
+    return QStringLiteral("Turns photographs into drawings.\n"
+                          "\n"
+                          "  kestrova-cli EFFECT [options] INPUT OUTPUT\n"
+                          "  kestrova-cli EFFECT [options] INPUT... -o DIR\n"
+                          "\n"
+                          "The suffix of OUTPUT chooses its format: .png, .jpg or .jpeg. With -o,\n"
+                          "each drawing is written to DIR/<input name without suffix>.<format>.\n"
+                          "Exit status: 0 when every drawing was written, 1 when any file failed,\n"
+                          "2 for a usage error.\n"
+                          "\n")
+            + effectsHelp().chopped(1);
+}
+
+void addOptions(QCommandLineParser &parser)
+{
+    parser.addOptions({
+            {{QStringLiteral("o"), QStringLiteral("output-dir")},
+             QStringLiteral("Batch mode: write every drawing into <DIR>, created when missing."),
+             QStringLiteral("DIR")},
+            {QStringLiteral("format"),
+             QStringLiteral("Batch mode: format of the drawings, png or jpg (default png)."),
+             QStringLiteral("FORMAT")},
+            {QStringLiteral("quality"), QStringLiteral("JPEG quality, 0..100 (default 100)."),
+             QStringLiteral("N")},
+            {{QStringLiteral("j"), QStringLiteral("jobs")},
+             QStringLiteral("Draw <N> files at once (default: one per processor core)."),
+             QStringLiteral("N")},
+            {QStringLiteral("quiet"), QStringLiteral("No progress line.")},
+            {QStringLiteral("timings"),
+             QStringLiteral("Print the read, effect and write times of every file.")},
+    });
+    QSet<QString> known;
+    for (const Effect &effect : effects()) {
+        for (const EffectOption &option : effect.options) {
+            const QString name = QLatin1String(option.name);
+            if (known.contains(name))
+                continue;
+            known.insert(name);
+            QCommandLineOption hidden(name, QLatin1String(option.description), QStringLiteral("N"));
+            hidden.setFlags(QCommandLineOption::HiddenFromHelp);
+            parser.addOption(hidden);
+        }
+    }
+    QCommandLineOption noContour(NoContour, QStringLiteral("Leave the contours out."));
+    noContour.setFlags(QCommandLineOption::HiddenFromHelp);
+    parser.addOption(noContour);
+}
+
+int integerValue(const QCommandLineParser &parser, const QString &name, int minimum, int maximum)
+{
+    const QString text = parser.value(name);
+    bool ok = false;
+    const int value = text.toInt(&ok);
+    if (!ok || value < minimum || value > maximum) {
+        const QString dashes = name.size() == 1 ? QStringLiteral("-") : QStringLiteral("--");
+        const QString range = maximum == INT_MAX
+                ? QStringLiteral("a whole number of at least %1").arg(minimum)
+                : QStringLiteral("a whole number from %1 to %2").arg(minimum).arg(maximum);
+        refuse(QStringLiteral("%1%2 must be %3, not '%4'").arg(dashes, name, range, text));
+    }
+    return value;
+}
+
+const Effect &chosenEffect(const QStringList &positional)
+{
+    if (positional.isEmpty())
+        refuse(QStringLiteral("no effect given"));
+    const Effect *effect = findEffect(positional.first());
+    if (!effect) {
+        QStringList names;
+        for (const Effect &known : effects())
+            names << QLatin1String(known.name);
+        refuse(QStringLiteral("unknown effect '%1' (choose %2)")
+                       .arg(positional.first(), names.join(QStringLiteral(", "))));
+    }
+    if (!effect->isAvailable())
+        refuse(QStringLiteral("the %1 effect is not available in this version")
+                       .arg(QLatin1String(effect->name)));
+    return *effect;
+}
+
+EffectSettings effectSettings(const QCommandLineParser &parser, const Effect &effect)
+{
+    for (const Effect &other : effects()) {
+        for (const EffectOption &option : other.options) {
+            const QString name = QLatin1String(option.name);
+            if (parser.isSet(name) && !effect.option(name))
+                refuse(QStringLiteral("the %1 effect has no option --%2")
+                               .arg(QLatin1String(effect.name), name));
+        }
+    }
+    if (parser.isSet(NoContour) && !effect.contourSwitch)
+        refuse(QStringLiteral("the %1 effect has no option --%2")
+                       .arg(QLatin1String(effect.name), NoContour));
+    EffectSettings settings = effect.defaults();
+    for (const EffectOption &option : effect.options) {
+        const QString name = QLatin1String(option.name);
+        if (parser.isSet(name))
+            settings.values[name] = integerValue(parser, name, option.minimum, option.maximum);
+    }
+    settings.contours = !parser.isSet(NoContour);
+    return settings;
+}
+
+// The same file however it is spelled: symbolic links and relative parts
+// resolved as far as the path exists.
+QString fileIdentity(const QString &path)
+{
+    const QFileInfo info(path);
+    const QString canonical = info.canonicalFilePath();
+    if (!canonical.isEmpty())
+        return canonical;
+    const QString folder = QFileInfo(info.absolutePath()).canonicalFilePath();
+    if (!folder.isEmpty())
+        return folder + QLatin1Char('/') + info.fileName();
+    return QDir::cleanPath(info.absoluteFilePath());
+}
+
+std::vector<FileJob> singleJob(const QCommandLineParser &parser, const QStringList &positional)
+{
+    if (parser.isSet(QStringLiteral("format")))
+        refuse(QStringLiteral(
+                "--format applies with -o only; the suffix of OUTPUT chooses the format"));
+    if (positional.size() < 3)
+        refuse(QStringLiteral("give an INPUT and an OUTPUT, or INPUT... -o DIR"));
+    if (positional.size() > 3)
+        refuse(QStringLiteral(
+                "too many arguments: give one INPUT and one OUTPUT, or INPUT... -o DIR"));
+    const QString output = positional.at(2);
+    const QByteArray format = formatForPath(output);
+    if (format.isEmpty())
+        refuse(QStringLiteral(
+                       "cannot tell the format of '%1' from its suffix: use .png, .jpg or .jpeg")
+                       .arg(output));
+    return {FileJob {positional.at(1), output, format}};
+}
+
+std::vector<FileJob> batchJobs(const QCommandLineParser &parser, const QStringList &positional)
+{
+    if (positional.size() < 2)
+        refuse(QStringLiteral("no INPUT given"));
+    const QString formatName = parser.isSet(QStringLiteral("format"))
+            ? parser.value(QStringLiteral("format")).toLower()
+            : QStringLiteral("png");
+    const QString suffix = formatName == QLatin1String("jpeg") ? QStringLiteral("jpg") : formatName;
+    const QByteArray format = formatForPath(QStringLiteral("drawing.") + suffix);
+    if (format.isEmpty())
+        refuse(QStringLiteral("--format must be png or jpg, not '%1'").arg(formatName));
+    const QDir folder(parser.value(QStringLiteral("o")));
+    std::vector<FileJob> jobs;
+    for (int i = 1; i < positional.size(); ++i) {
+        const QString input = positional.at(i);
+        const QString name = QFileInfo(input).completeBaseName() + QLatin1Char('.') + suffix;
+        jobs.push_back(FileJob {input, folder.filePath(name), format});
+    }
+    return jobs;
+}
+
+// Refuses outputs that would overwrite an input, and two inputs that would
+// write the same file.
+void checkOutputs(const std::vector<FileJob> &jobs)
+{
+    QSet<QString> inputs;
+    for (const FileJob &job : jobs)
+        inputs.insert(fileIdentity(job.input));
+    QHash<QString, QString> writers;
+    for (const FileJob &job : jobs) {
+        const QString output = fileIdentity(job.output);
+        if (inputs.contains(output))
+            refuse(QStringLiteral("'%1' is also an input; refusing to overwrite it")
+                           .arg(job.output));
+        const auto earlier = writers.constFind(output);
+        if (earlier != writers.constEnd())
+            refuse(QStringLiteral("'%1' and '%2' would both be written to '%3'")
+                           .arg(earlier.value(), job.input, job.output));
+        writers.insert(output, job.input);
+    }
+}
+
+// Qt's help text, with the program's name in the usage line however it was
+// started.
+QString helpText(const QCommandLineParser &parser)
+{
+    QString text = parser.helpText();
+    const int usageEnd = text.indexOf(QLatin1String(" ["));
+    const QString usage = QStringLiteral("Usage: ");
+    if (text.startsWith(usage) && usageEnd > 0)
+        text.replace(0, usageEnd, usage + QCoreApplication::applicationName());
+    return text;
+}
+
+CommandLine checkedCommandLine(const QCommandLineParser &parser)
+{
+    const QStringList positional = parser.positionalArguments();
+    CommandLine line;
+    line.effect = &chosenEffect(positional);
+    line.settings = effectSettings(parser, *line.effect);
+    const bool batch = parser.isSet(QStringLiteral("o"));
+    if (batch)
+        line.outputDir = parser.value(QStringLiteral("o"));
+    line.jobs = batch ? batchJobs(parser, positional) : singleJob(parser, positional);
+    checkOutputs(line.jobs);
+    if (parser.isSet(QStringLiteral("quality")))
+        line.quality = integerValue(parser, QStringLiteral("quality"), 0, 100);
+    line.threads = parser.isSet(QStringLiteral("j"))
+            ? integerValue(parser, QStringLiteral("j"), 1, INT_MAX)
+            : qMax(1, QThread::idealThreadCount());
+    line.quiet = parser.isSet(QStringLiteral("quiet"));
+    line.timings = parser.isSet(QStringLiteral("timings"));
+    return line;
+}
+
+} // namespace
+
+ParseOutcome parseCommandLine(const QStringList &arguments)
+{
+    QCommandLineParser parser;
+    parser.setApplicationDescription(description());
+    const QCommandLineOption help = parser.addHelpOption();
+    const QCommandLineOption version = parser.addVersionOption();
+    addOptions(parser);
+    parser.addPositionalArgument(QStringLiteral("effect"),
+                                 QStringLiteral("pen, pencil, poster or color."),
+                                 QStringLiteral("EFFECT"));
+    parser.addPositionalArgument(QStringLiteral("input"), QStringLiteral("The pictures to draw."),
+                                 QStringLiteral("INPUT..."));
+    parser.addPositionalArgument(QStringLiteral("output"),
+                                 QStringLiteral("The drawing to write, without -o."),
+                                 QStringLiteral("[OUTPUT]"));
+    ParseOutcome outcome;
+    if (!parser.parse(arguments)) {
+        outcome.text = parser.errorText();
+        return outcome;
+    }
+    if (parser.isSet(version)) {
+        outcome.kind = ParseOutcome::Version;
+        return outcome;
+    }
+    if (parser.isSet(QStringLiteral("help-all")))
+        parser.process(arguments); // prints the help with Qt's own options and exits
+    if (parser.isSet(help)) {
+        outcome.kind = ParseOutcome::Help;
+        outcome.text = helpText(parser);
+        return outcome;
+    }
+    try {
+        outcome.commandLine = checkedCommandLine(parser);
+        outcome.kind = ParseOutcome::Run;
+    } catch (const Refusal &refusal) {
+        outcome.text = refusal.message;
+    }
+    return outcome;
+}

@@ -1,0 +1,141 @@
+#include "clitest.h"
+
+#include "edgemap.h"
+#include "pensketch.h"
+#include "randomsequence.h"
+#include "workingformat.h"
+
+#include <QDir>
+#include <QFile>
+#include <QImageReader>
+
+#include <vector>
+
+namespace clitest {
+
+RunResult runCli(const QStringList &arguments, const QString &workingDirectory,
+                 const std::function<void()> &childSetup)
+{
+    QProcess process;
+    process.setProgram(QStringLiteral(KESTROVA_CLI_PATH));
+    process.setArguments(arguments);
+    if (!workingDirectory.isEmpty())
+        process.setWorkingDirectory(workingDirectory);
+    if (childSetup)
+        process.setChildProcessModifier(childSetup);
+    process.start();
+    RunResult result;
+    result.finished = process.waitForFinished(120000);
+    result.exitStatus = process.exitStatus();
+    result.exitCode = process.exitCode();
+    result.out = QString::fromLocal8Bit(process.readAllStandardOutput());
+    result.err = QString::fromLocal8Bit(process.readAllStandardError());
+    return result;
+}
+
+QString dataPath(const QString &name)
+{
+    return QStringLiteral(KESTROVA_CLI_DATA_DIR) + QLatin1Char('/') + name;
+}
+
+QImage makePicture(int width, int height, int seed)
+{
+    QImage image(width, height, QImage::Format_RGB32);
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
+            int red = (x * 255) / qMax(1, width - 1);
+            int green = (y * 255) / qMax(1, height - 1);
+            int blue = (seed * 53 + x * y) % 256;
+            if ((x / 6 + y / 5 + seed) % 3 == 0)
+                red = 255 - red;
+            image.setPixel(x, y, qRgb(red, green, blue));
+        }
+    }
+    return image;
+}
+
+bool savePicture(const QImage &image, const QString &path)
+{
+    return image.save(path);
+}
+
+QByteArray fileBytes(const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    return file.readAll();
+}
+
+bool writeBytes(const QString &path, const QByteArray &bytes)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+}
+
+QStringList folderEntries(const QString &path)
+{
+    return QDir(path).entryList(
+            QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot, QDir::Name);
+}
+
+QImage readWorking(const QString &path)
+{
+    QImage image;
+    if (!QImageReader(path).read(&image))
+        return {};
+    return toWorkingFormat(image);
+}
+
+namespace {
+
+std::vector<unsigned char> edgeMap(const QImage &working)
+{
+    std::vector<unsigned char> edges(size_t(working.width()) * size_t(working.height()));
+    labsobellight2(working, edges.data());
+    return edges;
+}
+
+} // namespace
+
+QImage corePen(const QImage &working, int black, int white)
+{
+    const std::vector<unsigned char> edges = edgeMap(working);
+    return pensketch(working, edges.data(), black, white);
+}
+
+QImage corePencil(const QImage &working, const PencilSettings &settings)
+{
+    const std::vector<unsigned char> edges = edgeMap(working);
+    RandomSequence random;
+    return pencilSketch(working, edges.data(), settings, random);
+}
+
+QString pixelDifference(const QImage &actual, const QImage &expected)
+{
+    if (actual.isNull() || expected.isNull())
+        return QStringLiteral("a picture is null (actual %1, expected %2)")
+                .arg(actual.isNull())
+                .arg(expected.isNull());
+    if (actual.size() != expected.size())
+        return QStringLiteral("size %1x%2, expected %3x%4")
+                .arg(actual.width())
+                .arg(actual.height())
+                .arg(expected.width())
+                .arg(expected.height());
+    const QImage a = actual.convertToFormat(QImage::Format_ARGB32);
+    const QImage e = expected.convertToFormat(QImage::Format_ARGB32);
+    for (int y = 0; y < a.height(); ++y) {
+        for (int x = 0; x < a.width(); ++x) {
+            if (a.pixel(x, y) != e.pixel(x, y))
+                return QStringLiteral("pixel (%1, %2) is #%3, expected #%4")
+                        .arg(x)
+                        .arg(y)
+                        .arg(a.pixel(x, y), 8, 16, QLatin1Char('0'))
+                        .arg(e.pixel(x, y), 8, 16, QLatin1Char('0'));
+        }
+    }
+    return {};
+}
+
+} // namespace clitest

@@ -1,0 +1,76 @@
+#pragma once
+
+// Helpers shared by the command-line tool's tests: running the tool, making
+// small input pictures and the drawings the core functions give in process.
+
+#include "pencilsketch.h"
+
+#include <QByteArray>
+#include <QImage>
+#include <QProcess>
+#include <QString>
+#include <QStringList>
+
+#include <functional>
+
+namespace clitest {
+
+struct RunResult
+{
+    bool finished = false;
+    QProcess::ExitStatus exitStatus = QProcess::CrashExit;
+    int exitCode = -1;
+    QString out;
+    QString err;
+};
+
+// Runs kestrova-cli with `arguments` in `workingDirectory` (the test's own
+// when empty). `childSetup` runs in the child before the tool starts.
+RunResult runCli(const QStringList &arguments, const QString &workingDirectory = {},
+                 const std::function<void()> &childSetup = {});
+
+// A file of the committed test data.
+QString dataPath(const QString &name);
+
+// A small picture with gradients and a few blocks; `seed` varies it.
+QImage makePicture(int width, int height, int seed = 0);
+// Saves `image`, format from the suffix; false when it cannot.
+bool savePicture(const QImage &image, const QString &path);
+
+QByteArray fileBytes(const QString &path);
+bool writeBytes(const QString &path, const QByteArray &bytes);
+// The names in a folder, hidden ones included, sorted.
+QStringList folderEntries(const QString &path);
+
+// Reads a picture as the tool does: QImageReader, then the working format.
+QImage readWorking(const QString &path);
+// The core functions' drawings of a picture already in the working format.
+QImage corePen(const QImage &working, int black = 150, int white = 255);
+QImage corePencil(const QImage &working, const PencilSettings &settings = PencilSettings());
+
+// Empty when the two pictures have the same size and the same pixels (as
+// ARGB32), else a description of the first difference.
+QString pixelDifference(const QImage &actual, const QImage &expected);
+
+} // namespace clitest
+
+// Fails the current test with the difference of two pictures.
+#define CLI_COMPARE_PIXELS(actual, expected) \
+    do { \
+        const QString difference = clitest::pixelDifference((actual), (expected)); \
+        QVERIFY2(difference.isEmpty(), qPrintable(difference)); \
+    } while (false)
+
+// Fails the current test unless the tool ended normally with `code`; shows
+// the tool's stderr when it did not.
+#define CLI_EXPECT_EXIT(result, code) \
+    do { \
+        QVERIFY2((result).finished, "kestrova-cli did not finish"); \
+        QVERIFY2((result).exitStatus == QProcess::NormalExit, \
+                 qPrintable(QStringLiteral("kestrova-cli crashed: ") + (result).err)); \
+        QVERIFY2((result).exitCode == (code), \
+                 qPrintable(QStringLiteral("exit code %1, expected %2; stderr: %3") \
+                                    .arg((result).exitCode) \
+                                    .arg(code) \
+                                    .arg((result).err))); \
+    } while (false)

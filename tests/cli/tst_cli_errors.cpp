@@ -1,0 +1,243 @@
+// Files kestrova-cli cannot read or write: clear messages naming the file,
+// exit status 1, the other files still drawn, and never a partial file.
+
+#include "clitest.h"
+
+#include <QDir>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <sys/resource.h>
+
+using namespace clitest;
+
+class CliErrorsTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void unreadableFileInBatch();
+    void unreadableSingleFile_data();
+    void unreadableSingleFile();
+    void writeIntoMissingFolder();
+    void writeUnderRegularFile();
+    void failedWriteKeepsExistingFile_data();
+    void failedWriteKeepsExistingFile();
+    void failedWriteInBatch();
+    void outputFolderIsAFile();
+
+private:
+    QByteArray pngBytes(int seed);
+};
+
+namespace {
+
+// A PNG chunk: length, type, data and the CRC of type and data.
+QByteArray pngChunk(const QByteArray &type, const QByteArray &data)
+{
+    QByteArray chunk;
+    QDataStream stream(&chunk, QIODevice::WriteOnly);
+    stream << quint32(data.size());
+    chunk += type + data;
+    quint32 crc = 0xFFFFFFFFu;
+    for (const char byte : type + data) {
+        crc ^= quint8(byte);
+        for (int bit = 0; bit < 8; ++bit)
+            crc = (crc >> 1) ^ (0xEDB88320u & (0u - (crc & 1u)));
+    }
+    QByteArray tail;
+    QDataStream tailStream(&tail, QIODevice::WriteOnly);
+    tailStream << (crc ^ 0xFFFFFFFFu);
+    return chunk + tail;
+}
+
+// The start of a 30000 x 30000 RGB picture (2.7 GB of pixels): its header
+// and a first block of compressed rows.
+QByteArray oversizedPng()
+{
+    QByteArray header;
+    QDataStream stream(&header, QIODevice::WriteOnly);
+    stream << quint32(30000) << quint32(30000) << quint8(8) << quint8(2) << quint8(0) << quint8(0)
+           << quint8(0);
+    // qCompress() puts the length before the zlib stream.
+    const QByteArray rows = qCompress(QByteArray(1000, '\0')).mid(4);
+    return QByteArray("\x89PNG\r\n\x1a\n", 8) + pngChunk("IHDR", header) + pngChunk("IDAT", rows)
+            + pngChunk("IEND", QByteArray());
+}
+
+// Limits the size of every file the child writes: the drawing cannot be
+// written in full.
+void limitFileSize()
+{
+    struct rlimit limit;
+    limit.rlim_cur = 100;
+    limit.rlim_max = 100;
+    setrlimit(RLIMIT_FSIZE, &limit);
+}
+
+} // namespace
+
+QByteArray CliErrorsTest::pngBytes(int seed)
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("p.png"));
+    if (!savePicture(makePicture(32, 24, seed), path))
+        return {};
+    return fileBytes(path);
+}
+
+void CliErrorsTest::unreadableFileInBatch()
+{
+    QTemporaryDir dir;
+    QVERIFY(writeBytes(dir.filePath(QStringLiteral("good1.png")), pngBytes(1)));
+    QVERIFY(writeBytes(dir.filePath(QStringLiteral("bad.png")), "not a picture at all"));
+    QVERIFY(writeBytes(dir.filePath(QStringLiteral("good2.png")), pngBytes(2)));
+    const RunResult result
+            = runCli({QStringLiteral("pencil"), QStringLiteral("-j"), QStringLiteral("1"),
+                      QStringLiteral("good1.png"), QStringLiteral("bad.png"),
+                      QStringLiteral("good2.png"), QStringLiteral("-o"), QStringLiteral("out")},
+                     dir.path());
+    CLI_EXPECT_EXIT(result, 1);
+    QVERIFY2(result.err.contains(QLatin1String("kestrova-cli: cannot read 'bad.png': ")),
+             qPrintable(result.err));
+    QVERIFY2(!result.err.contains(QLatin1String("good")), qPrintable(result.err));
+    const QString out = dir.filePath(QStringLiteral("out"));
+    QCOMPARE(folderEntries(out),
+             QStringList({QStringLiteral("good1.png"), QStringLiteral("good2.png")}));
+    for (const QString &name : {QStringLiteral("good1.png"), QStringLiteral("good2.png")})
+        CLI_COMPARE_PIXELS(readWorking(out + QLatin1Char('/') + name),
+                           corePencil(readWorking(dir.filePath(name))));
+}
+
+void CliErrorsTest::unreadableSingleFile_data()
+{
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::addColumn<bool>("exists");
+    // What the message says after the file name, as far as it is known.
+    QTest::addColumn<QString>("reason");
+    const QByteArray png = pngBytes(3);
+    QTest::newRow("missing") << QByteArray() << false << QStringLiteral("File not found");
+    QTest::newRow("empty file") << QByteArray() << true << QString();
+    QTest::newRow("truncated png") << png.left(png.size() / 2) << true << QString();
+    QTest::newRow("png header only") << png.left(40) << true << QString();
+    QTest::newRow("text") << QByteArray("hello\n") << true << QString();
+    // Qt's reader refuses it before allocating anything, and says why.
+    QTest::newRow("beyond the allocation limit")
+            << oversizedPng() << true << QStringLiteral("Unable to read image data (");
+}
+
+void CliErrorsTest::unreadableSingleFile()
+{
+    QFETCH(QByteArray, bytes);
+    QFETCH(bool, exists);
+    QFETCH(QString, reason);
+    QTemporaryDir dir;
+    if (exists)
+        QVERIFY(writeBytes(dir.filePath(QStringLiteral("in.png")), bytes));
+    const QStringList before = folderEntries(dir.path());
+    const RunResult result
+            = runCli({QStringLiteral("pen"), QStringLiteral("in.png"), QStringLiteral("out.png")},
+                     dir.path());
+    CLI_EXPECT_EXIT(result, 1);
+    const QString message = QStringLiteral("kestrova-cli: cannot read 'in.png': ") + reason;
+    QVERIFY2(result.err.contains(message), qPrintable(result.err));
+    // A reason follows the file name.
+    QVERIFY2(!result.err.contains(QLatin1String("'in.png': \n")), qPrintable(result.err));
+    if (QByteArray(QTest::currentDataTag()) == "beyond the allocation limit")
+        QVERIFY2(result.err.contains(QLatin1String("allocation limit")), qPrintable(result.err));
+    QCOMPARE(folderEntries(dir.path()), before);
+}
+
+void CliErrorsTest::writeIntoMissingFolder()
+{
+    QTemporaryDir dir;
+    QVERIFY(writeBytes(dir.filePath(QStringLiteral("in.png")), pngBytes(4)));
+    const RunResult result = runCli(
+            {QStringLiteral("pen"), QStringLiteral("in.png"), QStringLiteral("nowhere/out.png")},
+            dir.path());
+    CLI_EXPECT_EXIT(result, 1);
+    QVERIFY2(result.err.contains(QLatin1String("kestrova-cli: cannot write 'nowhere/out.png': ")),
+             qPrintable(result.err));
+    QCOMPARE(folderEntries(dir.path()), QStringList {QStringLiteral("in.png")});
+}
+
+void CliErrorsTest::writeUnderRegularFile()
+{
+    QTemporaryDir dir;
+    QVERIFY(writeBytes(dir.filePath(QStringLiteral("in.png")), pngBytes(5)));
+    QVERIFY(writeBytes(dir.filePath(QStringLiteral("notes.txt")), "notes"));
+    const RunResult result = runCli(
+            {QStringLiteral("pen"), QStringLiteral("in.png"), QStringLiteral("notes.txt/out.png")},
+            dir.path());
+    CLI_EXPECT_EXIT(result, 1);
+    QVERIFY2(result.err.contains(QLatin1String("cannot write 'notes.txt/out.png': ")),
+             qPrintable(result.err));
+    QCOMPARE(folderEntries(dir.path()),
+             QStringList({QStringLiteral("in.png"), QStringLiteral("notes.txt")}));
+    QCOMPARE(fileBytes(dir.filePath(QStringLiteral("notes.txt"))), QByteArray("notes"));
+}
+
+void CliErrorsTest::failedWriteKeepsExistingFile_data()
+{
+    QTest::addColumn<QString>("output");
+    QTest::newRow("png") << QStringLiteral("out.png");
+    QTest::newRow("jpeg") << QStringLiteral("out.jpg");
+}
+
+void CliErrorsTest::failedWriteKeepsExistingFile()
+{
+    QFETCH(QString, output);
+    QTemporaryDir dir;
+    QVERIFY(writeBytes(dir.filePath(QStringLiteral("in.png")), pngBytes(6)));
+    const QByteArray earlier("an earlier drawing that must survive");
+    QVERIFY(writeBytes(dir.filePath(output), earlier));
+    const QStringList before = folderEntries(dir.path());
+    const RunResult result = runCli({QStringLiteral("pencil"), QStringLiteral("in.png"), output},
+                                    dir.path(), limitFileSize);
+    CLI_EXPECT_EXIT(result, 1);
+    QVERIFY2(result.err.contains(QStringLiteral("kestrova-cli: cannot write '%1': ").arg(output)),
+             qPrintable(result.err));
+    QCOMPARE(fileBytes(dir.filePath(output)), earlier);
+    QCOMPARE(folderEntries(dir.path()), before);
+}
+
+void CliErrorsTest::failedWriteInBatch()
+{
+    QTemporaryDir dir;
+    QDir folder(dir.path());
+    for (const char *name : {"a.png", "b.png", "c.png"})
+        QVERIFY(writeBytes(folder.filePath(QLatin1String(name)), pngBytes(name[0])));
+    // A folder where b's drawing should go: only b fails.
+    QVERIFY(folder.mkpath(QStringLiteral("out/b.png/inside")));
+    const RunResult result
+            = runCli({QStringLiteral("pen"), QStringLiteral("-j"), QStringLiteral("2"),
+                      QStringLiteral("a.png"), QStringLiteral("b.png"), QStringLiteral("c.png"),
+                      QStringLiteral("-o"), QStringLiteral("out")},
+                     dir.path());
+    CLI_EXPECT_EXIT(result, 1);
+    QVERIFY2(result.err.contains(QLatin1String("cannot write 'out/b.png': ")),
+             qPrintable(result.err));
+    QCOMPARE(result.err.count(QLatin1String("kestrova-cli: ")), 1);
+    QCOMPARE(folderEntries(folder.filePath(QStringLiteral("out"))),
+             QStringList(
+                     {QStringLiteral("a.png"), QStringLiteral("b.png"), QStringLiteral("c.png")}));
+    QVERIFY(QFileInfo(folder.filePath(QStringLiteral("out/b.png/inside"))).isDir());
+    CLI_COMPARE_PIXELS(readWorking(folder.filePath(QStringLiteral("out/c.png"))),
+                       corePen(readWorking(folder.filePath(QStringLiteral("c.png")))));
+}
+
+void CliErrorsTest::outputFolderIsAFile()
+{
+    QTemporaryDir dir;
+    QVERIFY(writeBytes(dir.filePath(QStringLiteral("in.png")), pngBytes(7)));
+    QVERIFY(writeBytes(dir.filePath(QStringLiteral("out")), "a file"));
+    const RunResult result = runCli({QStringLiteral("pen"), QStringLiteral("in.png"),
+                                     QStringLiteral("-o"), QStringLiteral("out")},
+                                    dir.path());
+    CLI_EXPECT_EXIT(result, 1);
+    QVERIFY2(result.err.contains(QLatin1String("'out'")), qPrintable(result.err));
+    QCOMPARE(fileBytes(dir.filePath(QStringLiteral("out"))), QByteArray("a file"));
+}
+
+QTEST_GUILESS_MAIN(CliErrorsTest)
+#include "tst_cli_errors.moc"

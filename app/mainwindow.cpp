@@ -191,7 +191,10 @@ void MainWindow::on_actionSave_As_triggered()
     QSaveFile file(fileName);
     QImageWriter writer(&file, QFileInfo(fileName).suffix().toLower().toLatin1());
     writer.setQuality(100);
-    if (file.open(QIODevice::WriteOnly) && writer.write(sketchItem->pixmap().toImage()))
+    // The flush makes a write error of the last buffered bytes show before
+    // the commit.
+    if (file.open(QIODevice::WriteOnly) && writer.write(sketchItem->pixmap().toImage())
+        && file.flush())
         file.commit();
     else
         qCDebug(lcFiles) << "cannot save" << fileName << writer.errorString();

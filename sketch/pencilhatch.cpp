@@ -1,6 +1,7 @@
 #include "pencilhatch.h"
 
 #include "colour.h"
+#include "imagebuffer.h"
 #include "levels.h"
 #include "workingformat.h"
 
@@ -31,6 +32,20 @@ std::vector<unsigned char> toneBuffer(const QImage &source, const Progress &prog
     }
     columns.finish();
     return tone;
+}
+
+// The source as ARGB32, in a new buffer of its own (RGB32 becomes opaque).
+QImage asArgb32(const QImage &source)
+{
+    QImage result = newImage(source, QImage::Format_ARGB32);
+    const QRgb alpha = source.format() == QImage::Format_RGB32 ? 0xFF000000u : 0u;
+    for (int y = 0; y < source.height(); ++y) {
+        const auto *from = reinterpret_cast<const QRgb *>(source.constScanLine(y));
+        auto *to = reinterpret_cast<QRgb *>(result.scanLine(y));
+        for (int x = 0; x < source.width(); ++x)
+            to[x] = from[x] | alpha;
+    }
+    return result;
 }
 
 // Paints strokes three pixels tall, straight into the picture's memory.
@@ -138,7 +153,7 @@ QImage pencilhatch(QImage source, int minColour, int maxColour, int density, int
     // `source` is this call's own copy: events processed below may replace
     // the caller's picture without touching it.
     source = toWorkingFormat(source);
-    QImage result = source.convertToFormat(QImage::Format_ARGB32);
+    QImage result = asArgb32(source);
     const int width = source.width();
     const int height = source.height();
     const std::vector<unsigned char> tone = toneBuffer(source, progress);

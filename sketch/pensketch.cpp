@@ -1,12 +1,13 @@
 #include "pensketch.h"
 
+#include "imagebuffer.h"
 #include "levels.h"
 #include "workingformat.h"
 
 QImage pensketch(const QImage &source, const unsigned char *edges, int black, int white,
                  const Progress &progress)
 {
-    QImage sketch(source.size(), toWorkingFormat(source).format());
+    QImage sketch = newImage(source, toWorkingFormat(source).format());
     ColumnProgress columns(progress, 5, 95, source.width());
     const int height = source.height();
     // The contour layer is the same picture: one table lookup per pixel.

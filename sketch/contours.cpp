@@ -5,22 +5,6 @@
 
 namespace {
 
-bool isOpaque32(const QImage &image)
-{
-    if (image.format() == QImage::Format_RGB32)
-        return true;
-    if (image.format() != QImage::Format_ARGB32)
-        return false;
-    for (int y = 0; y < image.height(); ++y) {
-        const auto *line = reinterpret_cast<const QRgb *>(image.constScanLine(y));
-        for (int x = 0; x < image.width(); ++x) {
-            if (qAlpha(line[x]) != 255)
-                return false;
-        }
-    }
-    return true;
-}
-
 // Every layer pixel is an opaque grey, so one product table per edge value
 // and channel value covers the whole blend.
 template<int (*Channel)(int, int)>

@@ -2,9 +2,7 @@
 
 #include <QPainter>
 
-namespace {
-
-bool isOpaque(const QImage &image)
+bool isOpaque32(const QImage &image)
 {
     if (image.format() == QImage::Format_RGB32)
         return true;
@@ -19,6 +17,8 @@ bool isOpaque(const QImage &image)
     }
     return true;
 }
+
+namespace {
 
 template<int (*Channel)(int, int)>
 void multiplyOpaque(QImage &destination, const QImage &layer)
@@ -39,7 +39,7 @@ void multiply(QImage &destination, const QImage &layer)
 {
     // Opaque pictures of one size take the direct path; anything else is
     // left to QPainter itself.
-    if (destination.size() == layer.size() && isOpaque(destination) && isOpaque(layer)) {
+    if (destination.size() == layer.size() && isOpaque32(destination) && isOpaque32(layer)) {
         if (destination.format() == QImage::Format_RGB32)
             multiplyOpaque<multiplyChannelRgb32>(destination, layer);
         else

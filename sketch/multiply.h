@@ -6,6 +6,9 @@
 // QPainter's CompositionMode_Multiply does.
 void multiply(QImage &destination, const QImage &layer);
 
+// True for RGB32 pictures and ARGB32 pictures whose every pixel is opaque.
+bool isOpaque32(const QImage &image);
+
 // The channel product QPainter gives for opaque pixels; it rounds
 // differently for the two 32-bit destination formats.
 inline int multiplyChannelArgb32(int d, int s)

@@ -52,6 +52,10 @@ QImage filled(int width, int height, QRgb colour, QImage::Format format)
 
 QString firstDifference(const QImage &actual, const QImage &expected)
 {
+    if (actual.isNull() || expected.isNull())
+        return QString("a picture is null (actual %1, expected %2)")
+                .arg(actual.isNull())
+                .arg(expected.isNull());
     if (actual.size() != expected.size())
         return QString("size %1x%2, expected %3x%4")
                 .arg(actual.width())

@@ -111,31 +111,4 @@ QImage corePencil(const QImage &working, const PencilSettings &settings)
     return pencilSketch(working, edges.data(), settings, random);
 }
 
-QString pixelDifference(const QImage &actual, const QImage &expected)
-{
-    if (actual.isNull() || expected.isNull())
-        return QStringLiteral("a picture is null (actual %1, expected %2)")
-                .arg(actual.isNull())
-                .arg(expected.isNull());
-    if (actual.size() != expected.size())
-        return QStringLiteral("size %1x%2, expected %3x%4")
-                .arg(actual.width())
-                .arg(actual.height())
-                .arg(expected.width())
-                .arg(expected.height());
-    const QImage a = actual.convertToFormat(QImage::Format_ARGB32);
-    const QImage e = expected.convertToFormat(QImage::Format_ARGB32);
-    for (int y = 0; y < a.height(); ++y) {
-        for (int x = 0; x < a.width(); ++x) {
-            if (a.pixel(x, y) != e.pixel(x, y))
-                return QStringLiteral("pixel (%1, %2) is #%3, expected #%4")
-                        .arg(x)
-                        .arg(y)
-                        .arg(a.pixel(x, y), 8, 16, QLatin1Char('0'))
-                        .arg(e.pixel(x, y), 8, 16, QLatin1Char('0'));
-        }
-    }
-    return {};
-}
-
 } // namespace clitest

@@ -4,6 +4,7 @@
 // small input pictures and the drawings the core functions give in process.
 
 #include "pencilsketch.h"
+#include "testsupport.h"
 
 #include <QByteArray>
 #include <QImage>
@@ -48,18 +49,13 @@ QImage readWorking(const QString &path);
 QImage corePen(const QImage &working, int black = 150, int white = 255);
 QImage corePencil(const QImage &working, const PencilSettings &settings = PencilSettings());
 
-// Empty when the two pictures have the same size and the same pixels (as
-// ARGB32), else a description of the first difference.
-QString pixelDifference(const QImage &actual, const QImage &expected);
-
 } // namespace clitest
 
-// Fails the current test with the difference of two pictures.
+// Fails the current test with the first difference of two pictures, both
+// read as ARGB32.
 #define CLI_COMPARE_PIXELS(actual, expected) \
-    do { \
-        const QString difference = clitest::pixelDifference((actual), (expected)); \
-        QVERIFY2(difference.isEmpty(), qPrintable(difference)); \
-    } while (false)
+    KESTROVA_COMPARE_PICTURES((actual).convertToFormat(QImage::Format_ARGB32), \
+                              (expected).convertToFormat(QImage::Format_ARGB32))
 
 // Fails the current test unless the tool ended normally with `code`; shows
 // the tool's stderr when it did not.

@@ -22,7 +22,10 @@ class MainWindow;
 class MainWindow : public QMainWindow
 {
     Q_OBJECT
+    // The window tests look at the members directly.
+    friend class WindowFixture;
     friend class TestMainWindow;
+    friend class TestEffectPages;
 
 public:
     explicit MainWindow(QWidget *parent = nullptr);

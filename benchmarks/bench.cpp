@@ -13,6 +13,7 @@
 #include <QElapsedTimer>
 #include <QImage>
 #include <QImageReader>
+#include <QLoggingCategory>
 
 #include <cstdio>
 #include <cstring>
@@ -57,6 +58,8 @@ int main(int argc, char *argv[])
     if (argc < 3)
         return usage();
     const char *operation = argv[1];
+    // The operations log the time of each of their stages.
+    QLoggingCategory::setFilterRules("kestrova.timing.debug=true");
     const int repeat = argc > 3 ? atoi(argv[3]) : 5;
     QImage image;
     int width = 0, height = 0;

@@ -131,26 +131,27 @@ const LightnessTable &LightnessTable::instance()
 
 namespace {
 
-// The smallest non-negative double y with lightnessOfY(y) >= L. Positive
-// doubles order like their bit patterns, so the search runs on those.
-double firstLuminanceOf(int L)
+// The smallest non-negative sum s with lightnessOfY(s / 100.0) >= L.
+// Positive doubles order like their bit patterns, so the search runs on
+// those.
+double firstSumOf(int L)
 {
     uint64_t low = 0;
-    double top = 2.0;
+    double top = 200.0;
     uint64_t high;
     memcpy(&high, &top, sizeof high);
     while (low < high) {
         const uint64_t mid = low + (high - low) / 2;
-        double y;
-        memcpy(&y, &mid, sizeof y);
-        if (lightnessOfY(y) >= L)
+        double sum;
+        memcpy(&sum, &mid, sizeof sum);
+        if (lightnessOfY(sum / 100.0) >= L)
             high = mid;
         else
             low = mid + 1;
     }
-    double y;
-    memcpy(&y, &low, sizeof y);
-    return y;
+    double sum;
+    memcpy(&sum, &low, sizeof sum);
+    return sum;
 }
 
 } // namespace
@@ -164,14 +165,14 @@ LightnessTable::LightnessTable()
         m_blue[c] = v * 0.0722;
     }
     // Lightness reaches 100 (white) at most; the thresholds of 1..101 cover
-    // every value the luminance of a colour can take.
+    // every sum a colour can give.
     double thresholds[102];
     for (int L = 1; L <= 101; ++L)
-        thresholds[L] = firstLuminanceOf(L);
+        thresholds[L] = firstSumOf(L);
     int L = lightnessOfY(0.0);
     for (int bucket = 0; bucket <= Buckets; ++bucket) {
-        const double start = double(bucket) / Buckets;
-        const double end = double(bucket + 1) / Buckets;
+        const double start = double(bucket) / BucketsPerUnit;
+        const double end = double(bucket + 1) / BucketsPerUnit;
         while (L < 101 && thresholds[L + 1] <= start)
             ++L;
         m_low[bucket] = static_cast<unsigned char>(L);

@@ -18,36 +18,36 @@ inline QRgb opaqueGrey(int g)
 }
 
 // Lightness of any colour from per-channel tables and a bucketed threshold
-// table: the same integer as rgbtol() with one division and no pow() per call.
+// table: the same integer as rgbtol() with no pow() and no division per call.
 class LightnessTable
 {
 public:
     static const LightnessTable &instance();
 
-    // Y as rgbtol() forms it, before the cube root.
-    double luminance(int r, int g, int b) const
+    // 100 Y, summed as rgbtol() sums it before dividing by 100.
+    double luminanceSum(int r, int g, int b) const
     {
-        return ((m_red[r] + m_green[g]) + m_blue[b]) / 100.0;
+        return (m_red[r] + m_green[g]) + m_blue[b];
     }
-    int lightnessOfLuminance(double y) const
+    // The thresholds are sums at which rgbtol()'s lightness steps up, so
+    // comparing sums gives what dividing first and converting would.
+    int lightnessOfSum(double sum) const
     {
-        int bucket = int(y * Buckets);
+        int bucket = int(sum * BucketsPerUnit);
         if (bucket < 0)
             bucket = 0;
         else if (bucket > Buckets)
             bucket = Buckets;
-        return m_low[bucket] + (y >= m_threshold[bucket] ? 1 : 0);
+        return m_low[bucket] + (sum >= m_threshold[bucket] ? 1 : 0);
     }
-    int lightness(QRgb c) const
-    {
-        return lightnessOfLuminance(luminance(qRed(c), qGreen(c), qBlue(c)));
-    }
+    int lightness(QRgb c) const { return lightnessOfSum(luminanceSum(qRed(c), qGreen(c), qBlue(c))); }
 
 private:
     LightnessTable();
-    // Lightness steps are at least 0.001 apart in Y, so a bucket of 1/4096
-    // holds at most one step.
-    static constexpr int Buckets = 1 << 12;
+    // Sums run from 0 to 100; lightness steps are at least 0.1 apart there,
+    // so a bucket of 1/32 holds at most one step.
+    static constexpr int BucketsPerUnit = 32;
+    static constexpr int Buckets = 128 * BucketsPerUnit;
 
     double m_red[256];
     double m_green[256];

@@ -3,6 +3,7 @@
 #include "blur.h"
 #include "blurrows.h"
 #include "colour.h"
+#include "stagetimer.h"
 #include "workingformat.h"
 
 #include <algorithm>
@@ -173,6 +174,7 @@ void labsobellight2(const QImage &picture, unsigned char *edges, const Progress 
         ColumnProgress(progress, 70, 30, width, 1, width - 1).finish();
         return;
     }
+    StageTimer timer("labsobellight2");
     std::vector<unsigned char> lightness(size_t(width) * size_t(height));
     LightnessProgress lightnessProgress(progress, width);
     if (width > 2 * BlurHalf && height > 2 * BlurHalf)
@@ -180,7 +182,9 @@ void labsobellight2(const QImage &picture, unsigned char *edges, const Progress 
     else
         lightnessOfSource(image, lightness.data(), lightnessProgress);
     lightnessProgress.finish();
+    timer.stage("blur and lightness");
 
     clearFrame(edges, width, height);
     sobel(lightness.data(), edges, width, height, progress);
+    timer.stage("sobel");
 }

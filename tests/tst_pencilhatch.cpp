@@ -79,6 +79,7 @@ private slots:
     void contrastRunsWhenAsked();
     void matchesReference_data();
     void matchesReference();
+    void matchesReferenceOnAPhotograph();
     void sketchComposesLevelsAndContours();
     void sketchWithoutContours();
 };
@@ -272,7 +273,8 @@ void TestPencilHatch::matchesReference_data()
     quint32 seed = 1;
     const QSize sizes[] = { QSize(1, 1), QSize(1, 2), QSize(2, 1), QSize(2, 2), QSize(3, 3),
                             QSize(1, 9), QSize(9, 1), QSize(3, 17), QSize(17, 3), QSize(64, 48),
-                            QSize(48, 64), QSize(150, 9), QSize(9, 150), QSize(31, 30) };
+                            QSize(48, 64), QSize(150, 9), QSize(9, 150), QSize(31, 30),
+                            QSize(640, 20), QSize(20, 640), QSize(97, 61), QSize(7, 7) };
     for (QSize size : sizes) {
         for (int density = 1; density <= 10; ++density) {
             QTest::addRow("%dx%d density %d", size.width(), size.height(), density)
@@ -293,6 +295,20 @@ void TestPencilHatch::matchesReference()
     const QImage result = hatch(image, density, &fast);
     KESTROVA_COMPARE_PICTURES(result, reference::pencilhatch(image, density, literal));
     QCOMPARE(fast.state(), literal.state());
+}
+
+void TestPencilHatch::matchesReferenceOnAPhotograph()
+{
+    const QString path = photo("astronaut.png");
+    if (path.isEmpty())
+        QSKIP("the photographs folder is not beside the repository");
+    const QImage image = QImage(path).convertToFormat(QImage::Format_ARGB32);
+    for (int density : { 1, 6 }) {
+        RandomSequence fast(1u), literal(1u);
+        KESTROVA_COMPARE_PICTURES(hatch(image, density, &fast),
+                                  reference::pencilhatch(image, density, literal));
+        QCOMPARE(fast.state(), literal.state());
+    }
 }
 
 void TestPencilHatch::sketchComposesLevelsAndContours()

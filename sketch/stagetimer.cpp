@@ -1,0 +1,3 @@
+#include "stagetimer.h"
+
+Q_LOGGING_CATEGORY(lcTiming, "kestrova.timing", QtInfoMsg)

@@ -149,6 +149,9 @@ void MainWindow::on_actionOpen_triggered()
         return;
     sourceImage = toWorkingFormat(sourceImage);
     ++openCount;
+    // A poster belongs to the picture it was made from: a later contour
+    // redraw must never lay the new edge map over it.
+    posterImage = QImage();
 
     const QPixmap pixmap = QPixmap::fromImage(sourceImage);
     if (originalItem)

@@ -73,6 +73,7 @@ private slots:
     void openComputesTheEdgeMap();
     void cancelledOpenChangesNothing();
     void failedOpenRunsAgainOnThePreviousPicture();
+    void openClearsThePoster();
     void openConvertsOtherFormats();
     void secondOpenOfAnotherSize();
     void zoomInAndOutReturnsToTheStart();
@@ -219,6 +220,16 @@ void TestMainWindow::failedOpenRunsAgainOnThePreviousPicture()
     QVERIFY(!m_window->ui->toolBox->isEnabled());
     QVERIFY(m_window->sourceImage.isNull());
     QCOMPARE(QSettings().value("CurrDir").toString(), QFileInfo(m_dir.path()).canonicalFilePath());
+}
+
+void TestMainWindow::openClearsThePoster()
+{
+    m_window->posterImage = blockyPicture(10, 10, 1);
+    open(blockyPicture(20, 20, 2));
+    QVERIFY(m_window->posterImage.isNull());
+    // With no poster the contour redraw shows nothing.
+    m_window->updatePosterContours();
+    QVERIFY(!m_window->sketchItem);
 }
 
 void TestMainWindow::openConvertsOtherFormats()

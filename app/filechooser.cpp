@@ -2,14 +2,14 @@
 
 #include <QFileDialog>
 
-QString DialogFileChooser::openFileName(QWidget *parent, const QString &caption,
-                                        const QString &dir, const QString &filter)
+QString DialogFileChooser::openFileName(QWidget *parent, const QString &caption, const QString &dir,
+                                        const QString &filter)
 {
     return QFileDialog::getOpenFileName(parent, caption, dir, filter);
 }
 
-QString DialogFileChooser::saveFileName(QWidget *parent, const QString &caption,
-                                        const QString &dir, const QString &filter)
+QString DialogFileChooser::saveFileName(QWidget *parent, const QString &caption, const QString &dir,
+                                        const QString &filter)
 {
     return QFileDialog::getSaveFileName(parent, caption, dir, filter);
 }

@@ -11,9 +11,11 @@ class FileChooser
 public:
     virtual ~FileChooser() = default;
     virtual QString openFileName(QWidget *parent, const QString &caption, const QString &dir,
-                                 const QString &filter) = 0;
+                                 const QString &filter)
+            = 0;
     virtual QString saveFileName(QWidget *parent, const QString &caption, const QString &dir,
-                                 const QString &filter) = 0;
+                                 const QString &filter)
+            = 0;
 };
 
 class DialogFileChooser : public FileChooser

@@ -2,7 +2,9 @@
 
 #include "ui_helpdialog.h"
 
-HelpDialog::HelpDialog(QWidget *parent) : QDialog(parent), ui(new Ui::HelpDialog)
+HelpDialog::HelpDialog(QWidget *parent)
+    : QDialog(parent)
+    , ui(new Ui::HelpDialog)
 {
     ui->setupUi(this);
 }

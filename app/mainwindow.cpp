@@ -39,13 +39,13 @@ QString canonicalFolder(const QString &fileName)
 } // namespace
 
 MainWindow::MainWindow(QWidget *parent)
-    : QMainWindow(parent),
-      ui(new Ui::MainWindow),
-      sketchItem(nullptr),
-      originalItem(nullptr),
-      hasSketch(false),
-      random(applicationRandom()),
-      fileChooser(std::make_unique<DialogFileChooser>())
+    : QMainWindow(parent)
+    , ui(new Ui::MainWindow)
+    , sketchItem(nullptr)
+    , originalItem(nullptr)
+    , hasSketch(false)
+    , random(applicationRandom())
+    , fileChooser(std::make_unique<DialogFileChooser>())
 {
     ui->setupUi(this);
     ui->progressBar->setVisible(false);
@@ -90,8 +90,7 @@ void MainWindow::changeEvent(QEvent *event)
 Progress MainWindow::progressBarBinding()
 {
     QProgressBar *bar = ui->progressBar;
-    return { [bar](int value) { bar->setValue(value); },
-             [] { QCoreApplication::processEvents(); } };
+    return {[bar](int value) { bar->setValue(value); }, [] { QCoreApplication::processEvents(); }};
 }
 
 const unsigned char *MainWindow::edgeData() const
@@ -101,8 +100,7 @@ const unsigned char *MainWindow::edgeData() const
 
 bool MainWindow::edgesMatch(const QImage &image) const
 {
-    return !image.isNull()
-            && edges.size() == qsizetype(image.width()) * qsizetype(image.height());
+    return !image.isNull() && edges.size() == qsizetype(image.width()) * qsizetype(image.height());
 }
 
 void MainWindow::publish(const QImage &image)
@@ -168,7 +166,7 @@ void MainWindow::on_actionOpen_triggered()
     setCursor(Qt::WaitCursor);
     edges = QByteArray(qsizetype(sourceImage.width()) * sourceImage.height(), Qt::Uninitialized);
     labsobellight2(sourceImage, reinterpret_cast<unsigned char *>(edges.data()),
-                   { [this](int value) { ui->progressBar->setValue(value); }, {} });
+                   {[this](int value) { ui->progressBar->setValue(value); }, {}});
     setCursor(Qt::ArrowCursor);
     ui->progressBar->setValue(100);
     ui->progressBar->setVisible(false);

@@ -32,8 +32,7 @@ void MainWindow::on_pushButtonPencilSketch_clicked()
     ui->progressBar->setValue(5);
     ui->statusBar->showMessage(tr("Running"));
     const QImage sketch = pensketch(sourceImage, edgeData(), black, white,
-                                    { [this](int value) { ui->progressBar->setValue(value); },
-                                      {} });
+                                    {[this](int value) { ui->progressBar->setValue(value); }, {}});
     ui->statusBar->showMessage(tr("Done"), 2000);
     publish(sketch);
     setCursor(Qt::ArrowCursor);
@@ -84,9 +83,9 @@ void MainWindow::on_pushButtonPencilCross_clicked()
     const quint64 openedBefore = openCount;
     QImage hatch;
     QImage pen;
-    const QImage display =
-            pencilSketch(source, reinterpret_cast<const unsigned char *>(edgeMap.constData()),
-                         settings, random, progressBarBinding(), &hatch, &pen);
+    const QImage display
+            = pencilSketch(source, reinterpret_cast<const unsigned char *>(edgeMap.constData()),
+                           settings, random, progressBarBinding(), &hatch, &pen);
     if (openCount == openedBefore) {
         hatchImage = hatch;
         penImage = pen;

@@ -15,8 +15,8 @@
 // p(x) * w[half], then the pairs p(x + k) + p(x - k), summed as integers,
 // times w[half - k] for k = 1 .. half, truncated.
 template<int Half>
-inline void horizontalBlurBytes(const unsigned char *__restrict src,
-                                unsigned char *__restrict dst, int width, const double *w)
+inline void horizontalBlurBytes(const unsigned char *__restrict src, unsigned char *__restrict dst,
+                                int width, const double *w)
 {
     const int end = (width - Half) * 4;
     for (int i = Half * 4; i < end; ++i) {

@@ -25,10 +25,7 @@ public:
     static const LightnessTable &instance();
 
     // 100 Y, summed as rgbtol() sums it before dividing by 100.
-    double luminanceSum(int r, int g, int b) const
-    {
-        return (m_red[r] + m_green[g]) + m_blue[b];
-    }
+    double luminanceSum(int r, int g, int b) const { return (m_red[r] + m_green[g]) + m_blue[b]; }
     // The thresholds are sums at which rgbtol()'s lightness steps up, so
     // comparing sums gives what dividing first and converting would.
     int lightnessOfSum(double sum) const
@@ -40,7 +37,10 @@ public:
             bucket = Buckets;
         return m_low[bucket] + (sum >= m_threshold[bucket] ? 1 : 0);
     }
-    int lightness(QRgb c) const { return lightnessOfSum(luminanceSum(qRed(c), qGreen(c), qBlue(c))); }
+    int lightness(QRgb c) const
+    {
+        return lightnessOfSum(luminanceSum(qRed(c), qGreen(c), qBlue(c)));
+    }
 
 private:
     LightnessTable();

@@ -1,7 +1,7 @@
 #include "contours.h"
 
-#include "levels.h"
 #include "blurrows.h"
+#include "levels.h"
 #include "multiply.h"
 
 #include <vector>

@@ -37,7 +37,9 @@ class LightnessProgress
 {
 public:
     LightnessProgress(const Progress &progress, int width)
-        : m_progress(progress), m_collect(progress, 0, 30, width), m_fill(progress, 40, 30, width)
+        : m_progress(progress)
+        , m_collect(progress, 0, 30, width)
+        , m_fill(progress, 40, 30, width)
     {
     }
     void advance(qint64 done, qint64 total)
@@ -123,8 +125,8 @@ void sobelRow(const unsigned char *above, const unsigned char *row, const unsign
               unsigned char *edges, int width)
 {
     for (int x = 1; x < width - 1; ++x) {
-        const int gx = above[x + 1] + 2 * row[x + 1] + below[x + 1] - above[x - 1]
-                - 2 * row[x - 1] - below[x - 1];
+        const int gx = above[x + 1] + 2 * row[x + 1] + below[x + 1] - above[x - 1] - 2 * row[x - 1]
+                - below[x - 1];
         const int gy = below[x - 1] + 2 * below[x] + below[x + 1] - above[x - 1] - 2 * above[x]
                 - above[x + 1];
         // gx² + gy² stays below 2^24, where float holds it exactly and the
@@ -140,8 +142,7 @@ void sobel(const unsigned char *lightness, unsigned char *edges, int width, int 
     ColumnProgress columns(progress, 70, 30, width, 1, width - 1);
     for (int y = 1; y < height - 1; ++y) {
         const qsizetype at = qsizetype(y) * width;
-        sobelRow(lightness + at - width, lightness + at, lightness + at + width, edges + at,
-                 width);
+        sobelRow(lightness + at - width, lightness + at, lightness + at + width, edges + at, width);
         columns.advance(y, height - 2);
     }
     columns.finish();

@@ -76,8 +76,7 @@ private:
 
 // Writes the hatching: each pixel takes the grey of the last stroke that
 // reaches it, or the source colour (as ARGB32) when none does.
-void paint(const QImage &source, const unsigned char *tone, const StrokePlan &plan,
-           QImage &result)
+void paint(const QImage &source, const unsigned char *tone, const StrokePlan &plan, QImage &result)
 {
     static const StrokeGreys greys;
     const int width = source.width();

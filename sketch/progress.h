@@ -38,7 +38,12 @@ public:
     }
     // Only the columns first .. end - 1.
     ColumnProgress(const Progress &progress, int base, int span, int width, int first, int end)
-        : m_progress(progress), m_base(base), m_span(span), m_width(width), m_next(first), m_end(end)
+        : m_progress(progress)
+        , m_base(base)
+        , m_span(span)
+        , m_width(width)
+        , m_next(first)
+        , m_end(end)
     {
     }
 

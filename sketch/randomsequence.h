@@ -11,7 +11,10 @@ class RandomSequence
 public:
     static constexpr int Max = 2147483647;
 
-    explicit RandomSequence(uint32_t state = 1) : m_state(state) { }
+    explicit RandomSequence(uint32_t state = 1)
+        : m_state(state)
+    {
+    }
 
     int next()
     {

@@ -10,7 +10,8 @@ Q_DECLARE_LOGGING_CATEGORY(lcTiming)
 class StageTimer
 {
 public:
-    explicit StageTimer(const char *operation) : m_operation(operation)
+    explicit StageTimer(const char *operation)
+        : m_operation(operation)
     {
         if (lcTiming().isDebugEnabled())
             m_timer.start();

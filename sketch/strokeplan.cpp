@@ -12,12 +12,12 @@ int64_t countInResidue(int64_t from, int64_t to, int residue, int modulus)
 } // namespace
 
 StrokePlan::StrokePlan(int width, int height, int density)
-    : m_width(width),
-      m_height(height),
-      m_density(density),
-      m_period(density % 2 == 0 ? density : 2 * density),
-      m_rowOf(std::size_t(width) + 1),
-      m_kinds(std::size_t(height) * std::size_t(m_period), None)
+    : m_width(width)
+    , m_height(height)
+    , m_density(density)
+    , m_period(density % 2 == 0 ? density : 2 * density)
+    , m_rowOf(std::size_t(width) + 1)
+    , m_kinds(std::size_t(height) * std::size_t(m_period), None)
 {
     for (int i = 0; i <= width; ++i)
         m_rowOf[i] = int(int64_t(i) * height / width);
@@ -59,8 +59,7 @@ void StrokePlan::planFalling()
         for (int i = m_width - 1; i >= 0; --i) {
             if (i % 2 != parity)
                 continue;
-            stroke(column, m_rowOf[i], FallingCentre, FallingRimBelowCentre,
-                   FallingRimAboveCentre);
+            stroke(column, m_rowOf[i], FallingCentre, FallingRimBelowCentre, FallingRimAboveCentre);
             ++steps;
         }
         apply(column, parity, 2, true);
@@ -88,8 +87,7 @@ void StrokePlan::planRising()
             ++inside;
         }
         apply(column, residue, m_density, false);
-        const int64_t columns =
-                countInResidue(m_width, 2 * int64_t(m_width), residue, m_density);
+        const int64_t columns = countInResidue(m_width, 2 * int64_t(m_width), residue, m_density);
         m_draws += 2 * uint64_t(columns) * uint64_t(inside);
     }
 }

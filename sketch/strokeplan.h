@@ -30,7 +30,10 @@ public:
 
     int period() const { return m_period; }
     // The kinds of row y, indexed by phase.
-    const unsigned char *row(int y) const { return &m_kinds[std::size_t(y) * std::size_t(m_period)]; }
+    const unsigned char *row(int y) const
+    {
+        return &m_kinds[std::size_t(y) * std::size_t(m_period)];
+    }
     // The row whose tone gives a pixel of this kind its grey, relative to the
     // pixel's own row: a rim takes the tone of its stroke's centre.
     static int toneRowOffset(int kind)

@@ -94,8 +94,8 @@ QImage blurredCopy(const QImage &image)
 
 void labsobellight2(const QImage &picture, unsigned char *edges, const Progress &progress)
 {
-    QImage image = picture.format() == QImage::Format_RGB32
-                    || picture.format() == QImage::Format_ARGB32
+    QImage image
+            = picture.format() == QImage::Format_RGB32 || picture.format() == QImage::Format_ARGB32
             ? picture
             : picture.convertToFormat(QImage::Format_ARGB32);
     const int width = image.width(), height = image.height();
@@ -173,7 +173,8 @@ QImage pencilhatch(const QImage &source, int density, RandomSequence &random)
     std::vector<unsigned short> tone(size_t(width) * size_t(height));
     for (int x = 0; x < width; ++x) {
         for (int y = 0; y < height; ++y)
-            tone[y * width + x] = static_cast<unsigned short>(int(rgbtol(source.pixel(x, y)) * 2.5));
+            tone[y * width + x]
+                    = static_cast<unsigned short>(int(rgbtol(source.pixel(x, y)) * 2.5));
     }
     if (width <= 0)
         return result;

@@ -29,8 +29,9 @@ QImage blockyPicture(int width, int height, quint32 seed, QImage::Format format)
     QImage image(width, height, QImage::Format_RGB32);
     for (int y = 0; y < height; ++y) {
         for (int x = 0; x < width; ++x)
-            image.setPixel(x, y, qRgb((x * 255) / qMax(1, width - 1), (y * 255) / qMax(1, height - 1),
-                                      ((x + y) * 97) % 256));
+            image.setPixel(x, y,
+                           qRgb((x * 255) / qMax(1, width - 1), (y * 255) / qMax(1, height - 1),
+                                ((x + y) * 97) % 256));
     }
     QPainter painter(&image);
     for (int i = 0; i < 6; ++i) {
@@ -96,11 +97,11 @@ QString firstDifference(const std::vector<unsigned char> &actual,
 
 Progress ProgressRecorder::progress()
 {
-    return { [this](int value) { values.push_back(value); },
-             [this] {
-                 ++yields;
-                 yieldsBefore.push_back(int(values.size()));
-             } };
+    return {[this](int value) { values.push_back(value); },
+            [this] {
+                ++yields;
+                yieldsBefore.push_back(int(values.size()));
+            }};
 }
 
 QString photo(const QString &name)

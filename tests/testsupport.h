@@ -38,8 +38,8 @@ QString photo(const QString &name);
 
 } // namespace testsupport
 
-#define KESTROVA_COMPARE_PICTURES(actual, expected)                                         \
-    do {                                                                                    \
-        const QString difference_ = testsupport::firstDifference((actual), (expected));    \
-        QVERIFY2(difference_.isEmpty(), qPrintable(difference_));                           \
+#define KESTROVA_COMPARE_PICTURES(actual, expected) \
+    do { \
+        const QString difference_ = testsupport::firstDifference((actual), (expected)); \
+        QVERIFY2(difference_.isEmpty(), qPrintable(difference_)); \
     } while (false)

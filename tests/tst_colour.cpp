@@ -49,7 +49,7 @@ void TestColour::rgbtolabKnownColours()
 
 void TestColour::alphaNeverChangesLab()
 {
-    const uint colours[] = { 0x00FF0000u, 0x7F123456u, 0x00808080u, 0x01FFFFFFu };
+    const uint colours[] = {0x00FF0000u, 0x7F123456u, 0x00808080u, 0x01FFFFFFu};
     for (uint colour : colours) {
         int L1, a1, b1, L2, a2, b2, l1, l2;
         rgbtolab(colour, &L1, &a1, &b1);
@@ -108,7 +108,7 @@ void TestColour::lab2rgbKnownTriples()
 
 void TestColour::lab2rgbRoundTripIsClose()
 {
-    for (uint colour : { 0xFF336699u, 0xFFC0FFEEu, 0xFF808080u, 0xFF102030u }) {
+    for (uint colour : {0xFF336699u, 0xFFC0FFEEu, 0xFF808080u, 0xFF102030u}) {
         int L, a, b;
         rgbtolab(colour, &L, &a, &b);
         const QRgb back = lab2rgb(L, a, b);

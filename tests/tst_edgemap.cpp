@@ -81,7 +81,7 @@ void TestEdgeMap::kernelWeights()
 {
     const std::vector<double> w = gaussianKernel(7, 1.4);
     QCOMPARE(int(w.size()), 7);
-    const double expected[] = { 0.06904, 0.13063, 0.19153, 0.21759, 0.19153, 0.13063, 0.06904 };
+    const double expected[] = {0.06904, 0.13063, 0.19153, 0.21759, 0.19153, 0.13063, 0.06904};
     for (int i = 0; i < 7; ++i)
         QVERIFY2(qAbs(w[i] - expected[i]) < 5e-6, qPrintable(QString::number(w[i], 'g', 17)));
     const std::vector<double> literal = reference::kernel(7, 1.4);
@@ -94,8 +94,8 @@ void TestEdgeMap::kernelWeights()
 void TestEdgeMap::blurMatchesReference_data()
 {
     QTest::addColumn<QImage>("image");
-    for (QSize size : { QSize(7, 7), QSize(8, 31), QSize(33, 9), QSize(64, 48), QSize(6, 20),
-                        QSize(20, 6), QSize(1, 1) }) {
+    for (QSize size : {QSize(7, 7), QSize(8, 31), QSize(33, 9), QSize(64, 48), QSize(6, 20),
+                       QSize(20, 6), QSize(1, 1)}) {
         QTest::addRow("random %dx%d", size.width(), size.height())
                 << randomPicture(size.width(), size.height(), size.width() * 100 + size.height(),
                                  QImage::Format_ARGB32);
@@ -141,8 +141,8 @@ void TestEdgeMap::uniformWhiteBlursTo253()
 void TestEdgeMap::stepPictureBlurredRowAndLightness()
 {
     const QImage blurred = reference::blurredCopy(halfBlackHalfWhite());
-    const int row[] = { 0, 0, 0, 0, 15, 48, 96, 153, 203, 234, 253, 253, 253, 253 };
-    const int lightness[] = { 0, 0, 0, 0, 4, 19, 40, 63, 81, 92, 99, 99, 99, 99 };
+    const int row[] = {0, 0, 0, 0, 15, 48, 96, 153, 203, 234, 253, 253, 253, 253};
+    const int lightness[] = {0, 0, 0, 0, 4, 19, 40, 63, 81, 92, 99, 99, 99, 99};
     QImage fast = halfBlackHalfWhite();
     blur(halfBlackHalfWhite(), fast, 7, 1.4);
     for (int y = 3; y <= 16; ++y) {
@@ -158,7 +158,7 @@ void TestEdgeMap::stepPictureBlurredRowAndLightness()
 void TestEdgeMap::stepPictureEdgeValues()
 {
     const std::vector<unsigned char> edges = edgeMap(halfBlackHalfWhite());
-    const int expected[] = { 0, 0, 16, 76, 144, 176, 164, 116, 72, 28, 0, 0 };
+    const int expected[] = {0, 0, 16, 76, 144, 176, 164, 116, 72, 28, 0, 0};
     for (int y = 4; y <= 15; ++y) {
         for (int x = 4; x <= 15; ++x)
             QCOMPARE(int(edges[y * 20 + x]), expected[x - 4]);
@@ -192,9 +192,9 @@ void TestEdgeMap::uniformPictureGivesNoEdges()
 void TestEdgeMap::smallPictures_data()
 {
     QTest::addColumn<QImage>("image");
-    for (QSize size : { QSize(1, 1), QSize(2, 2), QSize(2, 9), QSize(9, 2), QSize(3, 3),
-                        QSize(3, 12), QSize(12, 3), QSize(6, 6), QSize(6, 11), QSize(11, 6),
-                        QSize(7, 7), QSize(7, 8) }) {
+    for (QSize size :
+         {QSize(1, 1), QSize(2, 2), QSize(2, 9), QSize(9, 2), QSize(3, 3), QSize(3, 12),
+          QSize(12, 3), QSize(6, 6), QSize(6, 11), QSize(11, 6), QSize(7, 7), QSize(7, 8)}) {
         QTest::addRow("%dx%d", size.width(), size.height())
                 << randomPicture(size.width(), size.height(), size.width() * 7 + size.height());
     }
@@ -220,7 +220,8 @@ void TestEdgeMap::alphaNeverInfluencesTheMap()
             opaque.setPixel(x, y, opaque.pixel(x, y) | 0xFF000000u);
     }
     KESTROVA_COMPARE_PICTURES(edgeMap(translucent), edgeMap(opaque));
-    KESTROVA_COMPARE_PICTURES(edgeMap(opaque), edgeMap(opaque.convertToFormat(QImage::Format_RGB32)));
+    KESTROVA_COMPARE_PICTURES(edgeMap(opaque),
+                              edgeMap(opaque.convertToFormat(QImage::Format_RGB32)));
 }
 
 void TestEdgeMap::otherPixelFormatsGiveTheSameMap_data()
@@ -232,9 +233,8 @@ void TestEdgeMap::otherPixelFormatsGiveTheSameMap_data()
     QTest::newRow("mono") << picture.convertToFormat(QImage::Format_Mono);
     QTest::newRow("rgb 888") << picture.convertToFormat(QImage::Format_RGB888);
     QTest::newRow("rgba 64") << picture.convertToFormat(QImage::Format_RGBA64);
-    QTest::newRow("premultiplied")
-            << randomPicture(23, 19, 3, QImage::Format_ARGB32)
-                       .convertToFormat(QImage::Format_ARGB32_Premultiplied);
+    QTest::newRow("premultiplied") << randomPicture(23, 19, 3, QImage::Format_ARGB32)
+                                              .convertToFormat(QImage::Format_ARGB32_Premultiplied);
 }
 
 void TestEdgeMap::otherPixelFormatsGiveTheSameMap()
@@ -248,8 +248,8 @@ void TestEdgeMap::otherPixelFormatsGiveTheSameMap()
 void TestEdgeMap::progressSequence_data()
 {
     QTest::addColumn<QSize>("size");
-    for (QSize size : { QSize(1, 1), QSize(2, 5), QSize(20, 20), QSize(97, 13), QSize(13, 97),
-                        QSize(300, 8) })
+    for (QSize size :
+         {QSize(1, 1), QSize(2, 5), QSize(20, 20), QSize(97, 13), QSize(13, 97), QSize(300, 8)})
         QTest::addRow("%dx%d", size.width(), size.height()) << size;
 }
 
@@ -271,15 +271,15 @@ void TestEdgeMap::progressOfEmptyPicture()
 {
     ProgressRecorder recorder;
     labsobellight2(QImage(), nullptr, recorder.progress());
-    QCOMPARE(recorder.values, std::vector<int>({ 40 }));
+    QCOMPARE(recorder.values, std::vector<int>({40}));
 }
 
 void TestEdgeMap::matchesReferenceOnRandomPictures_data()
 {
     QTest::addColumn<QImage>("image");
     quint32 seed = 1;
-    for (QSize size : { QSize(8, 8), QSize(9, 13), QSize(64, 64), QSize(101, 37), QSize(37, 101),
-                        QSize(250, 7), QSize(7, 250), QSize(128, 96) }) {
+    for (QSize size : {QSize(8, 8), QSize(9, 13), QSize(64, 64), QSize(101, 37), QSize(37, 101),
+                       QSize(250, 7), QSize(7, 250), QSize(128, 96)}) {
         QTest::addRow("noise %dx%d", size.width(), size.height())
                 << randomPicture(size.width(), size.height(), seed++);
         QTest::addRow("blocks %dx%d", size.width(), size.height())

@@ -53,7 +53,7 @@ void TestEffectPages::penCreate()
     QCOMPARE(m_window->ui->statusBar->currentMessage(), QString("Done"));
 
     // 0, 5, then 95 * x / width + 5 for every column (changes only).
-    std::vector<int> expected = { 0, 5 };
+    std::vector<int> expected = {0, 5};
     for (int x = 0; x < 64; ++x) {
         if (95 * x / 64 + 5 != expected.back())
             expected.push_back(95 * x / 64 + 5);
@@ -95,7 +95,8 @@ void TestEffectPages::penMatchesCommandLineTool()
     open(picture, "pen-input.png");
     m_window->ui->toolBox->setCurrentIndex(0);
     m_window->ui->pushButtonPencilSketch->click();
-    const QImage cli = runCli({ "pen", m_dir.filePath("pen-input.png") }, m_dir.filePath("pen-cli.png"));
+    const QImage cli
+            = runCli({"pen", m_dir.filePath("pen-input.png")}, m_dir.filePath("pen-cli.png"));
     if (cli.isNull())
         QSKIP("kestrova-cli is not built");
     KESTROVA_COMPARE_PICTURES(cli.convertToFormat(QImage::Format_RGB32),
@@ -125,7 +126,7 @@ void TestEffectPages::pencilCreate()
     std::vector<int> tail;
     for (qsizetype i = progress.size() - 3; i < progress.size(); ++i)
         tail.push_back(progress.at(i).first().toInt());
-    QCOMPARE(tail, std::vector<int>({ 70, 80, 99 }));
+    QCOMPARE(tail, std::vector<int>({70, 80, 99}));
     QCOMPARE(m_window->ui->statusBar->currentMessage(), QString("Done")); // from the open
 }
 
@@ -257,7 +258,7 @@ void TestEffectPages::pencilMatchesCommandLineTool()
     open(picture, "pencil-input.png");
     m_window->ui->horizontalSliderDens->setValue(4);
     m_window->ui->pushButtonPencilCross->click();
-    const QImage cli = runCli({ "pencil", "--density", "4", m_dir.filePath("pencil-input.png") },
+    const QImage cli = runCli({"pencil", "--density", "4", m_dir.filePath("pencil-input.png")},
                               m_dir.filePath("pencil-cli.png"));
     if (cli.isNull())
         QSKIP("kestrova-cli is not built");

@@ -152,7 +152,7 @@ void TestLevels::contrastWeakStrengthsOnlyMakeGreys()
 void TestLevels::contrastOutOfRangeLeavesThePictureAlone()
 {
     const QImage picture = randomPicture(9, 5, 8, QImage::Format_ARGB32);
-    for (int strength : { -1, 256, 1000 }) {
+    for (int strength : {-1, 256, 1000}) {
         QImage image = picture.copy();
         contrastimg(image, strength);
         KESTROVA_COMPARE_PICTURES(image, picture);
@@ -162,7 +162,7 @@ void TestLevels::contrastOutOfRangeLeavesThePictureAlone()
 void TestLevels::contrastCurve()
 {
     QImage image(256, 1, QImage::Format_RGB32);
-    for (int strength : { 5, 50, 128, 255 }) {
+    for (int strength : {5, 50, 128, 255}) {
         for (int v = 0; v < 256; ++v)
             image.setPixel(v, 0, qRgb(v, 255 - v, 7));
         contrastimg(image, strength);
@@ -202,7 +202,7 @@ void TestLevels::penLevelsHonoursRowStride()
     // A 3-pixel-wide layer inside a wider buffer: rows start every 5 pixels.
     std::vector<QRgb> buffer(5 * 2, 0x11111111u);
     QImage layer(reinterpret_cast<uchar *>(buffer.data()), 3, 2, 5 * 4, QImage::Format_RGB32);
-    const unsigned char edges[] = { 0, 10, 20, 30, 40, 50 };
+    const unsigned char edges[] = {0, 10, 20, 30, 40, 50};
     penLevels(layer, edges, 0, 255);
     QCOMPARE(buffer[0], opaqueGrey(255));
     QCOMPARE(buffer[2], opaqueGrey(235));
@@ -244,7 +244,7 @@ void TestLevels::multiplyMatchesPainterOnEveryGreyPair()
 
 void TestLevels::multiplyMatchesPainterOnColours()
 {
-    for (QImage::Format format : { QImage::Format_RGB32, QImage::Format_ARGB32 }) {
+    for (QImage::Format format : {QImage::Format_RGB32, QImage::Format_ARGB32}) {
         QImage destination = randomPicture(64, 40, 5).convertToFormat(format);
         const QImage layer = randomPicture(64, 40, 6);
         const QImage expected = multipliedByPainter(destination, layer);
@@ -268,7 +268,7 @@ void TestLevels::multiplyTranslucentFallsBackToPainter()
 
 void TestLevels::multiplyByWhiteChangesNothing()
 {
-    for (QImage::Format format : { QImage::Format_RGB32, QImage::Format_ARGB32 }) {
+    for (QImage::Format format : {QImage::Format_RGB32, QImage::Format_ARGB32}) {
         const QImage picture = randomPicture(33, 21, 9).convertToFormat(format);
         QImage destination = picture.copy();
         multiply(destination, filled(33, 21, 0xFFFFFFFFu, QImage::Format_ARGB32));

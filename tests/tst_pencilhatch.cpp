@@ -89,7 +89,7 @@ void TestPencilHatch::jitterIsZeroForEveryDrawOfTheGenerator()
     // The values of r for which J or T is not 0: r * 20 or r * 3 wraps to
     // 2^31 - 1, 2^31 or 2^31 + 1. Search them among all r below 2^31.
     std::vector<quint32> special;
-    for (quint32 wrapped : { 0x7FFFFFFFu, 0x80000000u, 0x80000001u }) {
+    for (quint32 wrapped : {0x7FFFFFFFu, 0x80000000u, 0x80000001u}) {
         // r * 3 = wrapped (mod 2^32): 3 is invertible.
         quint32 inverse3 = 1;
         for (int i = 0; i < 5; ++i)
@@ -149,22 +149,22 @@ void TestPencilHatch::whitePicture()
     const QImage white = filled(40, 30, 0xFFFFFFFFu);
     const QImage result = hatch(white, 6);
     QCOMPARE(result.format(), QImage::Format_ARGB32);
-    const std::set<QRgb> expected = { opaqueGrey(240), opaqueGrey(245), opaqueGrey(250),
-                                      opaqueGrey(255) };
+    const std::set<QRgb> expected
+            = {opaqueGrey(240), opaqueGrey(245), opaqueGrey(250), opaqueGrey(255)};
     QCOMPARE(coloursOf(result), expected);
     QImage levelled = result;
     levelimg(levelled, 60, 180);
-    QCOMPARE(coloursOf(levelled), std::set<QRgb>({ 0xFFFFFFFFu }));
+    QCOMPARE(coloursOf(levelled), std::set<QRgb>({0xFFFFFFFFu}));
 }
 
 void TestPencilHatch::blackPicture()
 {
     const QImage black = filled(40, 30, 0xFF000000u);
     const QImage result = hatch(black, 6);
-    QCOMPARE(coloursOf(result), std::set<QRgb>({ opaqueGrey(0), opaqueGrey(10) }));
+    QCOMPARE(coloursOf(result), std::set<QRgb>({opaqueGrey(0), opaqueGrey(10)}));
     QImage levelled = result;
     levelimg(levelled, 60, 180);
-    QCOMPARE(coloursOf(levelled), std::set<QRgb>({ 0xFF000000u }));
+    QCOMPARE(coloursOf(levelled), std::set<QRgb>({0xFF000000u}));
 }
 
 void TestPencilHatch::outerRowsGetNoCentres()
@@ -173,7 +173,7 @@ void TestPencilHatch::outerRowsGetNoCentres()
     const QImage result = hatch(white, 3);
     // Only rims (255 from the falling lines, 250 from the rising ones) and
     // the untouched source reach the first and last rows.
-    for (int row : { 0, 19 }) {
+    for (int row : {0, 19}) {
         for (QRgb colour : coloursOf(result, row))
             QVERIFY(colour == opaqueGrey(255) || colour == opaqueGrey(250));
     }
@@ -197,9 +197,9 @@ void TestPencilHatch::densityChangesTheRisingLines()
     const QImage grey = filled(70, 70, 0xFF808080u);
     const QImage dense = hatch(grey, 1);
     const QImage sparse = hatch(grey, 10);
-    for (int row : { 20, 35 }) {
+    for (int row : {20, 35}) {
         // Rising lines at every column offset: their rims cover everything.
-        QCOMPARE(coloursOf(dense, row), std::set<QRgb>({ opaqueGrey(132) }));
+        QCOMPARE(coloursOf(dense, row), std::set<QRgb>({opaqueGrey(132)}));
         // Ten columns apart: the row repeats every ten pixels and shows the
         // rising lines' centres between the falling lines' strokes.
         for (int x = 0; x + 10 < 70; ++x)
@@ -271,10 +271,11 @@ void TestPencilHatch::matchesReference_data()
     QTest::addColumn<QImage>("image");
     QTest::addColumn<int>("density");
     quint32 seed = 1;
-    const QSize sizes[] = { QSize(1, 1), QSize(1, 2), QSize(2, 1), QSize(2, 2), QSize(3, 3),
-                            QSize(1, 9), QSize(9, 1), QSize(3, 17), QSize(17, 3), QSize(64, 48),
-                            QSize(48, 64), QSize(150, 9), QSize(9, 150), QSize(31, 30),
-                            QSize(640, 20), QSize(20, 640), QSize(97, 61), QSize(7, 7) };
+    const QSize sizes[]
+            = {QSize(1, 1),    QSize(1, 2),   QSize(2, 1),   QSize(2, 2),   QSize(3, 3),
+               QSize(1, 9),    QSize(9, 1),   QSize(3, 17),  QSize(17, 3),  QSize(64, 48),
+               QSize(48, 64),  QSize(150, 9), QSize(9, 150), QSize(31, 30), QSize(640, 20),
+               QSize(20, 640), QSize(97, 61), QSize(7, 7)};
     for (QSize size : sizes) {
         for (int density = 1; density <= 10; ++density) {
             QTest::addRow("%dx%d density %d", size.width(), size.height(), density)
@@ -303,7 +304,7 @@ void TestPencilHatch::matchesReferenceOnAPhotograph()
     if (path.isEmpty())
         QSKIP("the photographs folder is not beside the repository");
     const QImage image = QImage(path).convertToFormat(QImage::Format_ARGB32);
-    for (int density : { 1, 6 }) {
+    for (int density : {1, 6}) {
         RandomSequence fast(1u), literal(1u);
         KESTROVA_COMPARE_PICTURES(hatch(image, density, &fast),
                                   reference::pencilhatch(image, density, literal));
@@ -325,8 +326,8 @@ void TestPencilHatch::sketchComposesLevelsAndContours()
     RandomSequence random, literalRandom;
     ProgressRecorder recorder;
     QImage hatchImage, penImage;
-    const QImage display = pencilSketch(source, edges.data(), settings, random,
-                                        recorder.progress(), &hatchImage, &penImage);
+    const QImage display = pencilSketch(source, edges.data(), settings, random, recorder.progress(),
+                                        &hatchImage, &penImage);
 
     const QImage literalHatch = reference::pencilhatch(source, 4, literalRandom);
     KESTROVA_COMPARE_PICTURES(hatchImage, literalHatch);
@@ -350,7 +351,7 @@ void TestPencilHatch::sketchComposesLevelsAndContours()
 
     QCOMPARE(int(recorder.values.size()), 70 + 3);
     QCOMPARE(std::vector<int>(recorder.values.end() - 3, recorder.values.end()),
-             std::vector<int>({ 70, 80, 99 }));
+             std::vector<int>({70, 80, 99}));
 }
 
 void TestPencilHatch::sketchWithoutContours()
@@ -361,8 +362,8 @@ void TestPencilHatch::sketchWithoutContours()
     settings.contours = false;
     RandomSequence random;
     QImage penImage;
-    const QImage display = pencilSketch(source, edges.data(), settings, random, {}, nullptr,
-                                        &penImage);
+    const QImage display
+            = pencilSketch(source, edges.data(), settings, random, {}, nullptr, &penImage);
     KESTROVA_COMPARE_PICTURES(display, penImage);
 }
 

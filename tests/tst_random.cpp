@@ -56,7 +56,7 @@ void TestRandom::skipEqualsDrawing_data()
 {
     QTest::addColumn<quint32>("state");
     QTest::addColumn<qulonglong>("count");
-    for (qulonglong count : { 0ull, 1ull, 2ull, 15ull, 16ull, 4097ull, 100000ull })
+    for (qulonglong count : {0ull, 1ull, 2ull, 15ull, 16ull, 4097ull, 100000ull})
         QTest::addRow("from 1, %llu", count) << 1u << count;
     QTest::newRow("from the top, 1000") << 0xFFFFFFFFu << 1000ull;
     QTest::newRow("from 0, 777") << 0u << 777ull;

@@ -79,7 +79,7 @@ QImage runCli(const QStringList &arguments, const QString &output)
 {
 #ifdef KESTROVA_CLI_PATH
     QProcess process;
-    process.start(QStringLiteral(KESTROVA_CLI_PATH), arguments + QStringList { output });
+    process.start(QStringLiteral(KESTROVA_CLI_PATH), arguments + QStringList {output});
     if (!process.waitForFinished(60000) || process.exitCode() != 0)
         qWarning() << process.readAllStandardError();
     return QImage(output);

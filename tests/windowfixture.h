@@ -32,13 +32,13 @@ public:
     QString openFileName(QWidget *, const QString &caption, const QString &dir,
                          const QString &filter) override
     {
-        asked.push_back({ caption, dir, filter });
+        asked.push_back({caption, dir, filter});
         return answer;
     }
     QString saveFileName(QWidget *, const QString &caption, const QString &dir,
                          const QString &filter) override
     {
-        asked.push_back({ caption, dir, filter });
+        asked.push_back({caption, dir, filter});
         return answer;
     }
 };

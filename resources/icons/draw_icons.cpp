@@ -34,14 +34,13 @@ QImage newCanvas()
     return image;
 }
 
-QImage finish(const QImage& canvas)
+QImage finish(const QImage &canvas)
 {
-    return canvas
-        .scaled(kSize, kSize, Qt::IgnoreAspectRatio, Qt::SmoothTransformation)
-        .convertToFormat(QImage::Format_ARGB32);
+    return canvas.scaled(kSize, kSize, Qt::IgnoreAspectRatio, Qt::SmoothTransformation)
+            .convertToFormat(QImage::Format_ARGB32);
 }
 
-void paintBlob(QPainter& p, QPointF centre, qreal radius, const QColor& colour)
+void paintBlob(QPainter &p, QPointF centre, qreal radius, const QColor &colour)
 {
     QRadialGradient shade(centre - QPointF(radius * 0.35, radius * 0.35), radius * 1.4);
     shade.setColorAt(0.0, colour.lighter(150));
@@ -93,12 +92,12 @@ QImage drawPainter()
     p.restore();
 
     // Paint blobs round the rim.
-    paintBlob(p, QPointF(10.0, 21.0), 3.4, QColor(220, 40, 40));   // red
-    paintBlob(p, QPointF(18.0, 14.8), 3.3, QColor(250, 200, 30));  // yellow
-    paintBlob(p, QPointF(27.5, 14.6), 3.3, QColor(60, 170, 70));   // green
-    paintBlob(p, QPointF(36.0, 19.5), 3.2, QColor(40, 100, 220));  // blue
+    paintBlob(p, QPointF(10.0, 21.0), 3.4, QColor(220, 40, 40)); // red
+    paintBlob(p, QPointF(18.0, 14.8), 3.3, QColor(250, 200, 30)); // yellow
+    paintBlob(p, QPointF(27.5, 14.6), 3.3, QColor(60, 170, 70)); // green
+    paintBlob(p, QPointF(36.0, 19.5), 3.2, QColor(40, 100, 220)); // blue
     paintBlob(p, QPointF(11.5, 31.0), 3.2, QColor(245, 245, 245)); // white
-    paintBlob(p, QPointF(20.0, 35.5), 2.9, QColor(150, 60, 180));  // violet
+    paintBlob(p, QPointF(20.0, 35.5), 2.9, QColor(150, 60, 180)); // violet
 
     // Brush, lying diagonally across the palette: handle to the upper right,
     // bristles to the lower left with a dab of red paint on the tip.
@@ -262,7 +261,7 @@ QImage drawGlobe()
     return finish(canvas);
 }
 
-bool save(const QImage& image, const QDir& dir, const QString& name)
+bool save(const QImage &image, const QDir &dir, const QString &name)
 {
     const QString path = dir.filePath(name);
     if (!image.save(path, "PNG")) {
@@ -275,7 +274,7 @@ bool save(const QImage& image, const QDir& dir, const QString& name)
 
 } // namespace
 
-int main(int argc, char* argv[])
+int main(int argc, char *argv[])
 {
     QGuiApplication app(argc, argv);
     const QStringList args = QGuiApplication::arguments();

@@ -121,12 +121,14 @@ void CliOutputTest::optionsReachTheEffect()
     if (density == 0) {
         CLI_COMPARE_PIXELS(drawing, corePen(working, black, white));
         // And not the defaults: the options made a difference.
-        QVERIFY(drawing.convertToFormat(QImage::Format_ARGB32) != corePen(working).convertToFormat(QImage::Format_ARGB32));
+        QVERIFY(drawing.convertToFormat(QImage::Format_ARGB32)
+                != corePen(working).convertToFormat(QImage::Format_ARGB32));
         return;
     }
     const PencilSettings settings {density, black, white, contours, contourBlack, contourWhite};
     CLI_COMPARE_PIXELS(drawing, corePencil(working, settings));
-    QVERIFY(drawing.convertToFormat(QImage::Format_ARGB32) != corePencil(working).convertToFormat(QImage::Format_ARGB32));
+    QVERIFY(drawing.convertToFormat(QImage::Format_ARGB32)
+            != corePencil(working).convertToFormat(QImage::Format_ARGB32));
 }
 
 void CliOutputTest::otherPixelFormats_data()

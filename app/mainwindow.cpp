@@ -116,6 +116,7 @@ void MainWindow::publish(const QImage &image)
 
 void MainWindow::dropResult()
 {
+    ++resultDrops;
     if (sketchItem) {
         scene.removeItem(sketchItem);
         delete sketchItem;
@@ -146,7 +147,6 @@ void MainWindow::on_actionOpen_triggered()
     if (sourceImage.isNull())
         return;
     sourceImage = toWorkingFormat(sourceImage);
-    ++openCount;
     // A poster belongs to the picture it was made from: a later contour
     // redraw must never lay the new edge map over it.
     posterImage = QImage();

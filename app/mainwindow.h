@@ -104,6 +104,7 @@ private:
     RandomSequence &random;
     std::unique_ptr<FileChooser> fileChooser;
     std::vector<std::unique_ptr<HelpDialog>> helpWindows;
-    // Counts opens, so that a command interrupted by an open can tell.
-    quint64 openCount = 0;
+    // Counts what drops a result (opens and page changes), so that a command
+    // that lets events through can tell that its result is no longer wanted.
+    quint64 resultDrops = 0;
 };

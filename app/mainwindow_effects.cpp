@@ -76,17 +76,18 @@ void MainWindow::on_pushButtonPencilCross_clicked()
     ui->progressBar->setValue(0);
     ui->progressBar->setVisible(true);
 
-    // The hatching lets events through, so the user may open another picture
-    // or press Create again meanwhile: work on this command's own copies.
+    // The hatching lets events through, so the user may open another picture,
+    // change the page or press Create again meanwhile: work on this command's
+    // own copies, and keep the result only if nothing dropped it.
     const QImage source = sourceImage;
     const QByteArray edgeMap = edges;
-    const quint64 openedBefore = openCount;
+    const quint64 dropsBefore = resultDrops;
     QImage hatch;
     QImage pen;
     const QImage display
             = pencilSketch(source, reinterpret_cast<const unsigned char *>(edgeMap.constData()),
                            settings, random, progressBarBinding(), &hatch, &pen);
-    if (openCount == openedBefore) {
+    if (resultDrops == dropsBefore) {
         hatchImage = hatch;
         penImage = pen;
         publish(display);

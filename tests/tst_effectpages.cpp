@@ -29,6 +29,7 @@ private slots:
     void pencilDensityAsksForCreate();
     void pencilMatchesCommandLineTool();
     void pencilCreateDuringCreate();
+    void pencilPageChangeDuringCreate();
 };
 
 void TestEffectPages::penCreate()
@@ -286,6 +287,17 @@ void TestEffectPages::pencilCreateDuringCreate()
     QVERIFY(!m_window->sketchItem);
     m_window->ui->pushButtonPencilCross->click();
     QCOMPARE(shown().size(), QSize(30, 20));
+}
+
+void TestEffectPages::pencilPageChangeDuringCreate()
+{
+    open(blockyPicture(120, 90, 25));
+    QTimer::singleShot(0, this, [this] { m_window->ui->toolBox->setCurrentIndex(0); });
+    m_window->ui->pushButtonPencilCross->click();
+    // The page change dropped the result in the making too.
+    QVERIFY(!m_window->sketchItem);
+    QVERIFY(!m_window->hasSketch);
+    QVERIFY(!m_window->ui->progressBar->isVisible());
 }
 
 QTEST_MAIN(TestEffectPages)

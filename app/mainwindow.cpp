@@ -50,14 +50,10 @@ MainWindow::MainWindow(QWidget *parent)
     ui->setupUi(this);
     ui->progressBar->setVisible(false);
     ui->graphicsView->setScene(&scene);
-    sketchItem = nullptr;
-    originalItem = nullptr;
     ui->labelDetails->setText(QString("%1").arg(ui->PencilLevelsSlider->value()));
     ui->labelDetails2->setText(QString("%1").arg(ui->pencilLevelSlider2->value()));
     ui->labelSlider1Value->setText(QString("%1").arg(ui->ColorThreshSlider->value()));
     ui->labelSlider2Value->setText(QString("%1").arg(ui->ClustersSizeSlider->value()));
-    edges.clear();
-    hasSketch = false;
 
     pencilLevelsTimer.setSingleShot(true);
     pencilLevelsTimer.setInterval(50);

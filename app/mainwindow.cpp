@@ -83,10 +83,13 @@ void MainWindow::changeEvent(QEvent *event)
         ui->retranslateUi(this);
 }
 
-Progress MainWindow::progressBarBinding()
+Progress MainWindow::progressBarBinding(bool letEventsThrough)
 {
     QProgressBar *bar = ui->progressBar;
-    return {[bar](int value) { bar->setValue(value); }, [] { QCoreApplication::processEvents(); }};
+    Progress progress {[bar](int value) { bar->setValue(value); }, {}};
+    if (letEventsThrough)
+        progress.processEvents = [] { QCoreApplication::processEvents(); };
+    return progress;
 }
 
 const unsigned char *MainWindow::edgeData() const
@@ -162,7 +165,7 @@ void MainWindow::on_actionOpen_triggered()
     setCursor(Qt::WaitCursor);
     edges = QByteArray(qsizetype(sourceImage.width()) * sourceImage.height(), Qt::Uninitialized);
     labsobellight2(sourceImage, reinterpret_cast<unsigned char *>(edges.data()),
-                   {[this](int value) { ui->progressBar->setValue(value); }, {}});
+                   progressBarBinding(false));
     setCursor(Qt::ArrowCursor);
     ui->progressBar->setValue(100);
     ui->progressBar->setVisible(false);

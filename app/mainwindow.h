@@ -79,8 +79,10 @@ private:
     // a result is on show.
     void publish(const QImage &image);
     void dropResult();
-    // The progress bar and the event loop, for the core's long operations.
-    Progress progressBarBinding();
+    // The progress bar, and the event loop when the operation lets events
+    // through, for the core's long operations.
+    Progress progressBarBinding(bool letEventsThrough);
+    void redrawPenSketch(int black, int white);
     const unsigned char *edgeData() const;
     bool edgesMatch(const QImage &image) const;
 

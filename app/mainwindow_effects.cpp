@@ -31,8 +31,8 @@ void MainWindow::on_pushButtonPencilSketch_clicked()
     setCursor(Qt::WaitCursor);
     ui->progressBar->setValue(5);
     ui->statusBar->showMessage(tr("Running"));
-    const QImage sketch = pensketch(sourceImage, edgeData(), black, white,
-                                    {[this](int value) { ui->progressBar->setValue(value); }, {}});
+    const QImage sketch
+            = pensketch(sourceImage, edgeData(), black, white, progressBarBinding(false));
     ui->statusBar->showMessage(tr("Done"), 2000);
     publish(sketch);
     setCursor(Qt::ArrowCursor);
@@ -43,21 +43,24 @@ void MainWindow::on_pushButtonPencilSketch_clicked()
 void MainWindow::on_PencilLevelsSlider_valueChanged(int value)
 {
     ui->labelDetails->setText(QString("%1").arg(value));
-    if (hasSketch) {
-        QImage layer = sourceImage.copy();
-        updatePenLevels(layer, value, ui->pencilLevelSlider2->value());
-        publish(layer);
-    }
+    redrawPenSketch(value, ui->pencilLevelSlider2->value());
 }
 
 void MainWindow::on_pencilLevelSlider2_valueChanged(int value)
 {
     ui->labelDetails2->setText(QString("%1").arg(value));
-    if (hasSketch) {
-        QImage layer = sourceImage.copy();
-        updatePenLevels(layer, ui->PencilLevelsSlider->value(), value);
-        publish(layer);
-    }
+    redrawPenSketch(ui->PencilLevelsSlider->value(), value);
+}
+
+// Once a sketch is on show the level sliders redraw it at once: a copy of
+// the picture only gives the size and format of the contour layer.
+void MainWindow::redrawPenSketch(int black, int white)
+{
+    if (!hasSketch)
+        return;
+    QImage layer = sourceImage.copy();
+    updatePenLevels(layer, black, white);
+    publish(layer);
 }
 
 // Pencil sketch
@@ -86,7 +89,7 @@ void MainWindow::on_pushButtonPencilCross_clicked()
     QImage pen;
     const QImage display
             = pencilSketch(source, reinterpret_cast<const unsigned char *>(edgeMap.constData()),
-                           settings, random, progressBarBinding(), &hatch, &pen);
+                           settings, random, progressBarBinding(true), &hatch, &pen);
     if (resultDrops == dropsBefore) {
         hatchImage = hatch;
         penImage = pen;
@@ -101,11 +104,8 @@ void MainWindow::updateHatchingLevels()
         return;
     penImage = hatchImage;
     levelimg(penImage, ui->horizontalSliderMinCol->value(), ui->horizontalSliderMaxCol->value());
-    QImage display = penImage.copy();
     // The contour layer goes on whether or not the group box is checked.
-    multiplyContours(display, edgeData(), ui->horizontalSliderBlackLevelContours->value(),
-                     ui->horizontalSliderWhiteLevelContours->value());
-    publish(display);
+    updatePencilLevels();
 }
 
 void MainWindow::updatePencilLevels()

@@ -22,14 +22,22 @@ std::vector<double> gaussianKernel(int size, double sigma)
 KESTROVA_VECTOR_CLONES
 void horizontalBlurRow7(const unsigned char *src, unsigned char *dst, int width, const double *w)
 {
-    horizontalBlurBytes<3>(src, dst, width, w);
+    horizontalBlurBytes(src, dst, width, w, 3);
 }
 
 KESTROVA_VECTOR_CLONES
 void verticalBlurRow7(const unsigned char *const *rows, unsigned char *dst, int width,
                       const double *w)
 {
-    verticalBlurBytes<3>(rows, dst, width, w);
+    // Local copies the destination cannot alias: the compiler then keeps
+    // rows and weights in registers and vectorises across the row.
+    const unsigned char *row[7];
+    double weight[4];
+    for (int k = 0; k < 7; ++k)
+        row[k] = rows[k];
+    for (int k = 0; k < 4; ++k)
+        weight[k] = w[k];
+    verticalBlurBytes(row, dst, width, weight, 3);
 }
 
 namespace {
@@ -38,31 +46,19 @@ namespace {
 void horizontalRow(const unsigned char *src, unsigned char *dst, int width, int half,
                    const double *w)
 {
-    if (half == 3) {
+    if (half == 3)
         horizontalBlurRow7(src, dst, width, w);
-        return;
-    }
-    for (int i = half * 4; i < (width - half) * 4; ++i) {
-        double sum = src[i] * w[half];
-        for (int k = 1; k <= half; ++k)
-            sum += (src[i + 4 * k] + src[i - 4 * k]) * w[half - k];
-        dst[i] = static_cast<unsigned char>(int(sum));
-    }
+    else
+        horizontalBlurBytes(src, dst, width, w, half);
 }
 
 void verticalRow(const unsigned char *const *rows, unsigned char *dst, int width, int half,
                  const double *w)
 {
-    if (half == 3) {
+    if (half == 3)
         verticalBlurRow7(rows, dst, width, w);
-        return;
-    }
-    for (int i = half * 4; i < (width - half) * 4; ++i) {
-        double d = int(rows[half][i] * w[half]);
-        for (int k = 1; k <= half; ++k)
-            d = int(d + (rows[half + k][i] + rows[half - k][i]) * w[half - k]);
-        dst[i] = static_cast<unsigned char>(int(d));
-    }
+    else
+        verticalBlurBytes(rows, dst, width, w, half);
 }
 
 // Copies the colour bytes of the blurred pixels into a destination row,

@@ -14,39 +14,29 @@
 // Horizontal pass over the bytes of pixels half .. width - half - 1:
 // p(x) * w[half], then the pairs p(x + k) + p(x - k), summed as integers,
 // times w[half - k] for k = 1 .. half, truncated.
-template<int Half>
 inline void horizontalBlurBytes(const unsigned char *__restrict src, unsigned char *__restrict dst,
-                                int width, const double *w)
+                                int width, const double *w, int half)
 {
-    const int end = (width - Half) * 4;
-    for (int i = Half * 4; i < end; ++i) {
-        double sum = src[i] * w[Half];
-        for (int k = 1; k <= Half; ++k)
-            sum += (src[i + 4 * k] + src[i - 4 * k]) * w[Half - k];
+    const int end = (width - half) * 4;
+    for (int i = half * 4; i < end; ++i) {
+        double sum = src[i] * w[half];
+        for (int k = 1; k <= half; ++k)
+            sum += (src[i + 4 * k] + src[i - 4 * k]) * w[half - k];
         dst[i] = static_cast<unsigned char>(int(sum));
     }
 }
 
-// Vertical pass: rows[Half] is the centre row, rows[Half +- k] its
+// Vertical pass: rows[half] is the centre row, rows[half +- k] its
 // neighbours. The running value is truncated after every step, as the
 // blurred byte is written back and read again each time.
-template<int Half>
 inline void verticalBlurBytes(const unsigned char *const *rows, unsigned char *__restrict dst,
-                              int width, const double *w)
+                              int width, const double *w, int half)
 {
-    // Local copies: the compiler may then keep the rows and weights in
-    // registers and vectorise across the row.
-    const unsigned char *row[2 * Half + 1];
-    double weight[Half + 1];
-    for (int k = 0; k <= 2 * Half; ++k)
-        row[k] = rows[k];
-    for (int k = 0; k <= Half; ++k)
-        weight[k] = w[k];
-    const int end = (width - Half) * 4;
-    for (int i = Half * 4; i < end; ++i) {
-        double d = int(row[Half][i] * weight[Half]);
-        for (int k = 1; k <= Half; ++k)
-            d = int(d + (row[Half + k][i] + row[Half - k][i]) * weight[Half - k]);
+    const int end = (width - half) * 4;
+    for (int i = half * 4; i < end; ++i) {
+        double d = int(rows[half][i] * w[half]);
+        for (int k = 1; k <= half; ++k)
+            d = int(d + (rows[half + k][i] + rows[half - k][i]) * w[half - k]);
         dst[i] = static_cast<unsigned char>(int(d));
     }
 }

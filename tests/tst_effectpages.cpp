@@ -11,6 +11,18 @@
 
 using namespace testsupport;
 
+namespace {
+
+// The pencil sketch the core makes of `picture` with its own edge map.
+QImage pencilOf(const QImage &picture, const PencilSettings &settings)
+{
+    const std::vector<unsigned char> edges = edgeMapOf(picture);
+    RandomSequence random;
+    return pencilSketch(picture, edges.data(), settings, random);
+}
+
+} // namespace
+
 class TestEffectPages : public WindowFixture
 {
     Q_OBJECT
@@ -172,14 +184,12 @@ void TestEffectPages::pencilTimersDebounce()
     QCOMPARE(hatching.count(), 1);
     QCOMPARE(contours.count(), 1);
 
-    const std::vector<unsigned char> edges = edgeMapOf(picture);
     PencilSettings settings;
     settings.black = 62;
     settings.white = 170;
     settings.contourBlack = 190;
     settings.contourWhite = 250;
-    RandomSequence random;
-    KESTROVA_COMPARE_PICTURES(shown(), pencilSketch(picture, edges.data(), settings, random));
+    KESTROVA_COMPARE_PICTURES(shown(), pencilOf(picture, settings));
 }
 
 void TestEffectPages::pencilLevelsWithContoursUnchecked()
@@ -193,11 +203,9 @@ void TestEffectPages::pencilLevelsWithContoursUnchecked()
     m_window->ui->horizontalSliderMaxCol->setValue(200);
     QSignalSpy hatching(&m_window->hatchingLevelsTimer, &QTimer::timeout);
     QVERIFY(hatching.wait(1000));
-    const std::vector<unsigned char> edges = edgeMapOf(picture);
     PencilSettings settings;
     settings.white = 200;
-    RandomSequence random;
-    KESTROVA_COMPARE_PICTURES(shown(), pencilSketch(picture, edges.data(), settings, random));
+    KESTROVA_COMPARE_PICTURES(shown(), pencilOf(picture, settings));
 }
 
 void TestEffectPages::pencilGroupBoxToggle()

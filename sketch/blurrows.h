@@ -5,11 +5,7 @@
 // alike (callers ignore the alpha results), which keeps each loop a plain
 // byte loop the compiler vectorises.
 
-#if defined(__x86_64__) && (defined(__GNUC__) || defined(__clang__))
-#    define KESTROVA_VECTOR_CLONES __attribute__((target_clones("avx2", "default")))
-#else
-#    define KESTROVA_VECTOR_CLONES
-#endif
+#include "vectorclones.h"
 
 // Horizontal pass over the bytes of pixels half .. width - half - 1:
 // p(x) * w[half], then the pairs p(x + k) + p(x - k), summed as integers,

@@ -1,0 +1,10 @@
+#pragma once
+
+// Marks a loop function for an AVX2 clone beside the default one; the
+// loader picks the clone the processor can run. The loops stay plain C++
+// that the compiler vectorises.
+#if defined(__x86_64__) && (defined(__GNUC__) || defined(__clang__))
+#    define KESTROVA_VECTOR_CLONES __attribute__((target_clones("avx2", "default")))
+#else
+#    define KESTROVA_VECTOR_CLONES
+#endif

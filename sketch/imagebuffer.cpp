@@ -1,5 +1,7 @@
 #include "imagebuffer.h"
 
+#include "largearray.h"
+
 #include <climits>
 #include <cstdlib>
 
@@ -17,6 +19,29 @@ void release(void *buffer)
 }
 
 } // namespace
+
+void *allocateLarge(size_t bytes)
+{
+#if defined(__linux__) && defined(MADV_HUGEPAGE)
+    if (bytes >= 2 * HugePage) {
+        void *buffer = nullptr;
+        const size_t rounded = (bytes + HugePage - 1) / HugePage * HugePage;
+        if (posix_memalign(&buffer, HugePage, rounded) != 0)
+            throw std::bad_alloc();
+        madvise(buffer, rounded, MADV_HUGEPAGE);
+        return buffer;
+    }
+#endif
+    void *buffer = malloc(bytes > 0 ? bytes : 1);
+    if (!buffer)
+        throw std::bad_alloc();
+    return buffer;
+}
+
+void releaseLarge(void *memory)
+{
+    free(memory);
+}
 
 namespace {
 

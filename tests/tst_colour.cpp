@@ -1,4 +1,5 @@
 #include "colour.h"
+#include "labconvert.h"
 #include "reference.h"
 
 #include <QTest>
@@ -18,6 +19,8 @@ private slots:
     void lab2rgbRoundTripIsClose();
     void labdiffTruncatesTheDistance();
     void lightnessTableMatchesRgbtolForEveryColour();
+    void rgbtolabManyMatchesRgbtolabForEveryColour();
+    void rgbtolabManyIgnoresAlphaAndHandlesShortRuns();
 };
 
 void TestColour::rgbtolabKnownColours_data()
@@ -145,6 +148,57 @@ void TestColour::lightnessTableMatchesRgbtolForEveryColour()
              qPrintable(QString("%1 colours differ, the first #%2")
                                 .arg(mismatches)
                                 .arg(firstMismatch, 6, 16, QChar('0'))));
+}
+
+void TestColour::rgbtolabManyMatchesRgbtolabForEveryColour()
+{
+    // A million colours at a time keeps the memory small.
+    constexpr uint Chunk = 1u << 20;
+    std::vector<QRgb> colours(Chunk);
+    std::vector<qint16> L(Chunk), a(Chunk), b(Chunk);
+    int mismatches = 0;
+    QRgb firstMismatch = 0;
+    for (uint start = 0; start < (1u << 24); start += Chunk) {
+        for (uint i = 0; i < Chunk; ++i)
+            colours[i] = 0xFF000000u | (start + i);
+        rgbtolabMany(colours.data(), Chunk, L.data(), a.data(), b.data());
+        for (uint i = 0; i < Chunk; ++i) {
+            int l, aa, bb;
+            rgbtolab(colours[i], &l, &aa, &bb);
+            if (L[i] != l || a[i] != aa || b[i] != bb) {
+                if (mismatches++ == 0)
+                    firstMismatch = colours[i];
+            }
+        }
+    }
+    QVERIFY2(mismatches == 0,
+             qPrintable(QString("%1 colours differ, the first #%2")
+                                .arg(mismatches)
+                                .arg(firstMismatch, 8, 16, QChar('0'))));
+}
+
+void TestColour::rgbtolabManyIgnoresAlphaAndHandlesShortRuns()
+{
+    const std::vector<QRgb> colours
+            = {0x00FF0000u, 0x80808080u, 0xFFFFFFFFu, 0x12000000u, 0xFF00FF00u};
+    for (size_t count = 0; count <= colours.size(); ++count) {
+        std::vector<qint16> L(count + 1, 77), a(count + 1, 77), b(count + 1, 77);
+        rgbtolabMany(colours.data(), count, L.data(), a.data(), b.data());
+        for (size_t i = 0; i < count; ++i) {
+            int l, aa, bb;
+            rgbtolab(colours[i] | 0xFF000000u, &l, &aa, &bb);
+            QCOMPARE(L[i], qint16(l));
+            QCOMPARE(a[i], qint16(aa));
+            QCOMPARE(b[i], qint16(bb));
+        }
+        // Nothing past the end is written.
+        QCOMPARE(L[count], qint16(77));
+    }
+    qint16 L, a, b;
+    rgbtolabMany(colours.data(), 1, &L, &a, &b);
+    QCOMPARE(L, qint16(53));
+    QCOMPARE(a, qint16(80));
+    QCOMPARE(b, qint16(67));
 }
 
 QTEST_APPLESS_MAIN(TestColour)

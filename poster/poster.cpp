@@ -1,0 +1,133 @@
+#include "poster.h"
+
+#include "colour.h"
+#include "distinctcolours.h"
+#include "imagebuffer.h"
+#include "labconvert.h"
+#include "labsamples.h"
+#include "lloyd.h"
+#include "smartcenters.h"
+#include "stagetimer.h"
+#include "workingformat.h"
+
+#include <QLoggingCategory>
+
+#include <algorithm>
+#include <cmath>
+
+Q_LOGGING_CATEGORY(lcPoster, "kestrova.poster", QtInfoMsg)
+
+namespace {
+
+constexpr int MaxPasses = 1000;
+
+LabSamples labSamples(const std::vector<QRgb> &colours)
+{
+    LabSamples samples;
+    samples.l.resize(colours.size());
+    samples.a.resize(colours.size());
+    samples.b.resize(colours.size());
+    rgbtolabMany(colours.data(), colours.size(), samples.l.data(), samples.a.data(),
+                 samples.b.data());
+    return samples;
+}
+
+// Every pixel takes the palette colour of its value's cluster: the value's
+// number in `distinct`. A row's look-ups are prefetched a batch at a time.
+// Reports the painting's column values.
+void paint(const QImage &source, const DistinctColours &distinct, const QList<QRgb> &palette,
+           QImage &result, const Progress &progress)
+{
+    constexpr int Batch = 32;
+    const int width = source.width();
+    const int height = source.height();
+    const QRgb opaque = source.format() == QImage::Format_RGB32 ? 0xFF000000u : 0u;
+    const FlatIndex &index = distinct.index();
+    ColumnProgress columns(progress, 50, 35, width);
+    for (int y = 0; y < height; ++y) {
+        const auto *from = reinterpret_cast<const QRgb *>(source.constScanLine(y));
+        auto *to = reinterpret_cast<QRgb *>(result.scanLine(y));
+        for (int left = 0; left < width; left += Batch) {
+            const int end = std::min(width, left + Batch);
+            for (int x = left; x < end; ++x)
+                index.prefetch(from[x] | opaque);
+            for (int x = left; x < end; ++x)
+                to[x] = palette.at(int(index.valueOf(from[x] | opaque)));
+        }
+        columns.advance(y + 1, height);
+    }
+    columns.finish();
+}
+
+} // namespace
+
+int posterCandidateCount(int colours)
+{
+    return int(std::log(double(colours))) + 2;
+}
+
+QImage Poster(const QImage &img, int colours, RandomSequence &random, const Progress &progress,
+              PosterTrace *trace)
+{
+    StageTimer timer("poster");
+    const QImage source = toWorkingFormat(img);
+    const int k = std::clamp(colours, 1, 255);
+    progress.report(0);
+    qCDebug(lcPoster) << "finding uniq pixels";
+    // Without pixels there is nothing to seed from.
+    if (source.width() < 1 || source.height() < 1) {
+        progress.report(20);
+        qCDebug(lcPoster) << "Done. Size is " << 0;
+        progress.report(25);
+        return source.copy();
+    }
+
+    DistinctColours distinct(source);
+    progress.report(20);
+    qCDebug(lcPoster) << "Done. Size is " << distinct.size();
+    timer.stage("distinct colours");
+
+    const LabSamples points = labSamples(distinct.colours());
+    progress.report(25);
+    timer.stage("lab samples");
+
+    const QList<labpix> seeds = chooseSmartCenters(points, k, posterCandidateCount(k), random);
+    progress.report(30);
+    qCDebug(lcPoster) << "converted to lab and made " << seeds.size() << "clusters";
+    timer.stage("seeding");
+
+    LloydObserver observer;
+    observer.assigned = [] { qCDebug(lcPoster) << "points assigned"; };
+    observer.moved = [trace](const QList<labpix> &centres) {
+        qCDebug(lcPoster) << "iteration done";
+        if (trace)
+            trace->centresAfterPass.append(centres);
+    };
+    const LabGroups groups = LabGroups::of(points);
+
+    LloydResult clusters = lloyd(groups.triples, groups.weights, seeds, MaxPasses, observer);
+    if (!clusters.converged)
+        qCDebug(lcPoster) << "stopped after" << clusters.passes << "passes";
+    qCDebug(lcPoster) << "completed";
+    progress.report(50);
+    timer.stage("lloyd passes");
+
+    QList<QRgb> palette;
+    for (const labpix &centre : std::as_const(clusters.centres))
+        palette.append(lab2rgb(centre.l, centre.a, centre.b));
+    std::vector<quint32> clusterOf(size_t(distinct.size()));
+    for (size_t i = 0; i < clusterOf.size(); ++i)
+        clusterOf[i] = clusters.clusters[groups.groupOf[i]];
+    distinct.index().remap(clusterOf);
+    QImage result = newImage(source, source.format());
+    paint(source, distinct, palette, result, progress);
+    timer.stage("painting");
+
+    if (trace) {
+        trace->distinctColours = distinct.size();
+        trace->seeds = seeds;
+        trace->passes = clusters.passes;
+        trace->palette = palette;
+    }
+    return result;
+}

@@ -102,7 +102,7 @@ bool MainWindow::edgesMatch(const QImage &image) const
     return !image.isNull() && edges.size() == qsizetype(image.width()) * qsizetype(image.height());
 }
 
-void MainWindow::publish(const QImage &image)
+void MainWindow::showResult(const QImage &image)
 {
     const QPixmap pixmap = QPixmap::fromImage(image);
     if (sketchItem)
@@ -110,6 +110,11 @@ void MainWindow::publish(const QImage &image)
     else
         sketchItem = scene.addPixmap(pixmap);
     sketchItem->setZValue(10);
+}
+
+void MainWindow::publish(const QImage &image)
+{
+    showResult(image);
     hasSketch = true;
 }
 

@@ -75,8 +75,10 @@ private slots:
     void on_groupBoxContoursPencil_toggled(bool arg1);
 
 private:
-    // Shows `image` as the effect result: over the original, and marks that
-    // a result is on show.
+    // Shows `image` in the result item, over the original.
+    void showResult(const QImage &image);
+    // Shows `image` as a finished effect result: also marks that a result
+    // is on show.
     void publish(const QImage &image);
     void dropResult();
     // The progress bar, and the event loop when the operation lets events

@@ -6,6 +6,7 @@
 #include "levels.h"
 #include "pencilsketch.h"
 #include "pensketch.h"
+#include "postersketch.h"
 #include "progress.h"
 
 #include "ui_mainwindow.h"
@@ -60,7 +61,7 @@ void MainWindow::redrawPenSketch(int black, int white)
         return;
     QImage layer = sourceImage.copy();
     updatePenLevels(layer, black, white);
-    publish(layer);
+    showResult(layer);
 }
 
 // Pencil sketch
@@ -115,7 +116,7 @@ void MainWindow::updatePencilLevels()
     QImage display = penImage.copy();
     multiplyContours(display, edgeData(), ui->horizontalSliderBlackLevelContours->value(),
                      ui->horizontalSliderWhiteLevelContours->value());
-    publish(display);
+    showResult(display);
 }
 
 void MainWindow::on_groupBoxContoursPencil_toggled(bool arg1)
@@ -125,7 +126,7 @@ void MainWindow::on_groupBoxContoursPencil_toggled(bool arg1)
     if (arg1)
         pencilLevelsTimer.start();
     else
-        publish(penImage);
+        showResult(penImage);
 }
 
 void MainWindow::on_horizontalSliderDens_valueChanged(int value)
@@ -158,16 +159,38 @@ void MainWindow::on_horizontalSliderWhiteLevelContours_valueChanged(int value)
     pencilLevelsTimer.start();
 }
 
-// Poster: the command arrives with the poster quantiser; the sliders and
-// the contour redraw already behave as they will.
+// Poster
 
-void MainWindow::on_pushButtonCreatePoster_clicked() { }
+void MainWindow::on_pushButtonCreatePoster_clicked()
+{
+    PosterSettings settings;
+    settings.colours = ui->horizontalSliderPosterColors->value();
+    settings.contours = ui->groupBoxPosterContour->isChecked();
+    settings.contourBlack = ui->horizontalSliderPosterContourBlack->value();
+    settings.contourWhite = ui->horizontalSliderPosterContourWhite->value();
+    if (!edgesMatch(sourceImage))
+        return;
+    ui->progressBar->setValue(0);
+    ui->progressBar->setVisible(true);
+    // The poster lets no events through: nothing can change under it.
+    const QImage display = posterSketch(sourceImage, edgeData(), settings, random,
+                                        progressBarBinding(false), &posterImage);
+    ui->progressBar->setVisible(false);
+    publish(display);
+}
 
+// Redraws the poster from posterImage with the current contour settings,
+// whether or not a result is on show. Opening a picture clears posterImage,
+// so the edge map always belongs to the poster here.
 void MainWindow::updatePosterContours()
 {
-    // Nothing to redraw before a poster exists.
-    if (posterImage.isNull())
+    if (posterImage.isNull() || !edgesMatch(posterImage))
         return;
+    QImage display = posterImage.copy();
+    if (ui->groupBoxPosterContour->isChecked())
+        layPosterContours(display, edgeData(), ui->horizontalSliderPosterContourBlack->value(),
+                          ui->horizontalSliderPosterContourWhite->value());
+    showResult(display);
 }
 
 void MainWindow::on_horizontalSliderPosterContourBlack_valueChanged(int value)
@@ -194,7 +217,7 @@ void MainWindow::on_groupBoxPosterContour_toggled(bool arg1)
     if (arg1)
         posterContoursTimer.start();
     else if (!posterImage.isNull())
-        publish(posterImage);
+        showResult(posterImage);
 }
 
 // Colour sketch: the command arrives with the segmenter.

@@ -9,6 +9,8 @@
 #include "pencilhatch.h"
 #include "pencilsketch.h"
 #include "pensketch.h"
+#include "poster.h"
+#include "postersketch.h"
 
 #include <QElapsedTimer>
 #include <QImage>
@@ -47,7 +49,9 @@ QImage generated(int width, int height)
 
 int usage()
 {
-    fprintf(stderr, "usage: kestrova-bench edges|pen|pencil PICTURE|WIDTHxHEIGHT [REPEAT]\n");
+    fprintf(stderr,
+            "usage: kestrova-bench edges|pen|pencil PICTURE|WIDTHxHEIGHT [REPEAT]\n"
+            "       kestrova-bench poster PICTURE|WIDTHxHEIGHT [REPEAT [COLOURS]]\n");
     return 2;
 }
 
@@ -105,6 +109,23 @@ int main(int argc, char *argv[])
         printf("  contours: %.1f ms\n", fastestMs(repeat, [&] {
                    QImage display = pen.copy();
                    multiplyContours(display, edges.data(), 200, 255);
+               }));
+        return 0;
+    }
+    if (!strcmp(operation, "poster")) {
+        const int colours = argc > 4 ? atoi(argv[4]) : 3;
+        PosterTrace trace;
+        printf("poster of %d colours: %.1f ms\n", colours, fastestMs(repeat, [&] {
+                   RandomSequence random;
+                   trace = PosterTrace();
+                   Poster(image, colours, random, {}, &trace);
+               }));
+        printf("  %d distinct colours, %d passes\n", trace.distinctColours, trace.passes);
+        PosterSettings settings;
+        settings.colours = colours;
+        printf("poster with contours: %.1f ms\n", fastestMs(repeat, [&] {
+                   RandomSequence random;
+                   posterSketch(image, edges.data(), settings, random);
                }));
         return 0;
     }

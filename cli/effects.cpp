@@ -3,6 +3,7 @@
 #include "edgemap.h"
 #include "pencilsketch.h"
 #include "pensketch.h"
+#include "postersketch.h"
 
 namespace {
 
@@ -24,6 +25,18 @@ QImage pencilEffect(const QImage &source, const unsigned char *edges,
     pencil.contourBlack = settings.value("contour-black");
     pencil.contourWhite = settings.value("contour-white");
     return pencilSketch(source, edges, pencil, random, progress);
+}
+
+QImage posterEffect(const QImage &source, const unsigned char *edges,
+                    const EffectSettings &settings, RandomSequence &random,
+                    const Progress &progress)
+{
+    PosterSettings poster;
+    poster.colours = settings.value("colors");
+    poster.contours = settings.contours;
+    poster.contourBlack = settings.value("contour-black");
+    poster.contourWhite = settings.value("contour-white");
+    return posterSketch(source, edges, poster, random, progress);
 }
 
 // The defaults are the window's initial slider positions.
@@ -50,7 +63,7 @@ std::vector<Effect> makeTable()
              "flat colour areas with contours",
              {{"colors", "number of colours", 2, 30, 3}, contourBlack, contourWhite},
              true,
-             nullptr},
+             posterEffect},
             {"color",
              "colour sketch of merged regions",
              {{"threshold", "colour distance up to which regions merge", 0, 99, 20},

@@ -26,6 +26,7 @@ class MainWindow : public QMainWindow
     friend class WindowFixture;
     friend class TestMainWindow;
     friend class TestEffectPages;
+    friend class TestPosterPage;
 
 public:
     explicit MainWindow(QWidget *parent = nullptr);

@@ -1,5 +1,4 @@
 #include "colour.h"
-#include "reference_poster.h"
 #include "reference_segment.h"
 #include "testsupport.h"
 
@@ -8,43 +7,15 @@
 using namespace testsupport;
 using reference::CCluster;
 using reference::CPriorQueue2;
-using reference::LabSample;
 using reference::LiteralSegmentor;
-
-namespace reference {
-char *toString(const LabSample &s)
-{
-    return QTest::toString(
-            QString("(%1, %2, %3 | %4)").arg(s.l).arg(s.a).arg(s.b).arg(int(s.cluster)));
-}
-} // namespace reference
 
 namespace {
 
-LabSample sample(int l, int a, int b, int cluster = 255)
-{
-    return LabSample {qint16(l), qint16(a), qint16(b), quint8(cluster), 0};
-}
-
-LabSample sampleOf(QRgb rgb)
+QRgb throughLab(QRgb rgb)
 {
     int L, a, b;
     rgbtolab(rgb, &L, &a, &b);
-    return sample(L, a, b);
-}
-
-QRgb throughLab(QRgb rgb)
-{
-    const LabSample s = sampleOf(rgb);
-    return lab2rgb(s.l, s.a, s.b);
-}
-
-// The state a fresh generator reaches after `draws` draws.
-quint32 stateAfter(quint64 draws)
-{
-    RandomSequence random;
-    random.skip(draws);
-    return random.state();
+    return lab2rgb(L, a, b);
 }
 
 // A cluster of one pixel with a given likeness, for setting up the queue by
@@ -66,23 +37,6 @@ class TestLiteralReferences : public QObject
     Q_OBJECT
 
 private slots:
-    // Seeding
-    void distSqIgnoresTheClusterByte();
-    void oneSampleGivesKCopies();
-    void oneCentreDrawsOnce();
-    void fewerSamplesThanCentres();
-    void equalPotentialsKeepTheFirstDrawn();
-    void sameStartSameCentres();
-    void candidateCounts();
-    // Poster
-    void oneColourPicture();
-    void twoColoursTwoClusters();
-    void semiTransparentComesOutOpaque();
-    void alphaOnlyDifferencesShareACluster();
-    void keepsSizeAndFormat();
-    void progressValues();
-    void pictureWithoutPixels();
-    void passesEndOnAStablePass();
     // Queue
     void handleEncoding();
     void takeOrder();
@@ -108,203 +62,6 @@ private slots:
     void sizeReduction();
     void commandProgress();
 };
-
-// ---- Seeding ----
-
-void TestLiteralReferences::distSqIgnoresTheClusterByte()
-{
-    QCOMPARE(reference::distSq(sample(10, -20, 30, 255), sample(10, -20, 30, 7)), 0.0);
-    QCOMPARE(reference::distSq(sample(1, 2, 3), sample(4, 6, 3)), 25.0);
-    QCOMPARE(reference::distSq(sample(-100, 0, 0), sample(100, 0, 0)), 40000.0);
-}
-
-void TestLiteralReferences::oneSampleGivesKCopies()
-{
-    const QList<LabSample> points {sample(50, 10, -10)};
-    RandomSequence random;
-    const QList<LabSample> centres = reference::chooseSmartCenters(points, 5, 3, random);
-    QCOMPARE(centres, QList<LabSample>(5, points[0]));
-    QCOMPARE(random.state(), stateAfter(1 + 4 * 3));
-}
-
-void TestLiteralReferences::oneCentreDrawsOnce()
-{
-    const QList<LabSample> points {sample(0, 0, 0), sample(50, 0, 0), sample(90, 5, 5)};
-    RandomSequence random;
-    const QList<LabSample> centres = reference::chooseSmartCenters(points, 1, 4, random);
-    // 3 * 476707713 / 2147483647 = 0.67: the first sample.
-    QCOMPARE(centres, QList<LabSample> {points[0]});
-    QCOMPARE(random.state(), stateAfter(1));
-}
-
-void TestLiteralReferences::fewerSamplesThanCentres()
-{
-    const QList<LabSample> points {sample(20, 0, 0), sample(60, 30, 0), sample(80, -40, 20)};
-    RandomSequence random;
-    const QList<LabSample> centres = reference::chooseSmartCenters(points, 6, 3, random);
-    QCOMPARE(centres.size(), 6);
-    for (const LabSample &p : points)
-        QVERIFY(centres.mid(0, 3).contains(p));
-    for (int c = 3; c < 6; ++c)
-        QCOMPARE(centres[c], points[0]);
-    QCOMPARE(random.state(), stateAfter(1 + 5 * 3));
-}
-
-void TestLiteralReferences::equalPotentialsKeepTheFirstDrawn()
-{
-    // The first draw picks A. The second candidate's share (0.55 of 200)
-    // runs past B to C, the third's (0.24 of 200) stops at B; keeping either
-    // leaves a total of 100, so the first drawn, C, stays.
-    const LabSample A = sample(0, 0, 0), B = sample(10, 0, 0), C = sample(-10, 0, 0);
-    QCOMPARE(reference::distSq(B, C), 400.0);
-    RandomSequence random;
-    QCOMPARE(reference::chooseSmartCenters({A, B, C}, 2, 2, random), (QList<LabSample> {A, C}));
-}
-
-void TestLiteralReferences::sameStartSameCentres()
-{
-    QList<LabSample> points;
-    const QImage picture = blockyPicture(23, 17, 5);
-    for (int x = 0; x < picture.width(); ++x)
-        points.append(sampleOf(picture.pixel(x, x % picture.height())));
-    RandomSequence first, second;
-    QCOMPARE(reference::chooseSmartCenters(points, 7, 3, first),
-             reference::chooseSmartCenters(points, 7, 3, second));
-}
-
-void TestLiteralReferences::candidateCounts()
-{
-    const QList<int> expected {2, 3, 3, 3, 3, 3, 4, 4, 4, 4, 4, 4, 4, 4, 4,
-                               4, 4, 4, 4, 5, 5, 5, 5, 5, 5, 5, 5, 5, 5};
-    const QImage picture = randomPicture(4, 4, 11);
-    for (int colours = 2; colours <= 30; ++colours) {
-        QCOMPARE(reference::posterCandidateCount(colours), expected[colours - 2]);
-        RandomSequence random;
-        reference::Poster(picture, colours, random);
-        QCOMPARE(random.state(), stateAfter(1 + quint64(colours - 1) * expected[colours - 2]));
-    }
-}
-
-// ---- Poster ----
-
-void TestLiteralReferences::oneColourPicture()
-{
-    const QRgb colour = 0xFF3366CCu;
-    RandomSequence random;
-    reference::PosterTrace trace;
-    const QImage poster = reference::Poster(filled(5, 4, colour), 3, random, {}, &trace);
-    QCOMPARE(poster, filled(5, 4, throughLab(colour)));
-    QCOMPARE(trace.distinctColours, 1);
-    QCOMPARE(trace.seeds, QList<LabSample>(3, sampleOf(colour)));
-    QCOMPARE(trace.passes, 2);
-    // The two empty clusters keep their seeds, cluster byte and all.
-    LabSample mean = sampleOf(colour);
-    mean.cluster = 0;
-    const QList<LabSample> centres {mean, sampleOf(colour), sampleOf(colour)};
-    QCOMPARE(trace.centresAfterPass, (QList<QList<LabSample>> {centres, centres}));
-    QCOMPARE(trace.palette, QList<unsigned int>(3, throughLab(colour)));
-}
-
-void TestLiteralReferences::twoColoursTwoClusters()
-{
-    QImage picture = filled(4, 3, 0xFFE02010u);
-    for (int y = 0; y < 3; ++y)
-        picture.setPixel(3, y, 0xFF1030C0u);
-    RandomSequence random;
-    reference::PosterTrace trace;
-    const QImage poster = reference::Poster(picture, 2, random, {}, &trace);
-    for (int y = 0; y < 3; ++y) {
-        for (int x = 0; x < 4; ++x)
-            QCOMPARE(poster.pixel(x, y), throughLab(picture.pixel(x, y)));
-    }
-    QCOMPARE(trace.passes, 2);
-    QCOMPARE(trace.palette.size(), 2);
-    QVERIFY(trace.palette[0] != trace.palette[1]);
-}
-
-void TestLiteralReferences::semiTransparentComesOutOpaque()
-{
-    QImage picture = randomPicture(6, 5, 3, QImage::Format_ARGB32);
-    picture.setPixel(0, 0, 0x80FF0000u);
-    picture.setPixel(1, 0, 0x00FFFFFFu);
-    RandomSequence random;
-    const QImage poster = reference::Poster(picture, 4, random);
-    QCOMPARE(poster.format(), QImage::Format_ARGB32);
-    for (int y = 0; y < 5; ++y) {
-        for (int x = 0; x < 6; ++x)
-            QCOMPARE(qAlpha(poster.pixel(x, y)), 255);
-    }
-}
-
-void TestLiteralReferences::alphaOnlyDifferencesShareACluster()
-{
-    QImage picture = filled(3, 2, 0xFFEEDDCCu, QImage::Format_ARGB32);
-    picture.setPixel(0, 0, 0x40112233u);
-    picture.setPixel(2, 1, 0xFF112233u);
-    RandomSequence random;
-    reference::PosterTrace trace;
-    const QImage poster = reference::Poster(picture, 2, random, {}, &trace);
-    QCOMPARE(trace.distinctColours, 3);
-    QCOMPARE(poster.pixel(0, 0), poster.pixel(2, 1));
-    QVERIFY(poster.pixel(0, 0) != poster.pixel(1, 0));
-}
-
-void TestLiteralReferences::keepsSizeAndFormat()
-{
-    for (QImage::Format format : {QImage::Format_RGB32, QImage::Format_ARGB32}) {
-        const QImage picture = blockyPicture(13, 7, 2, format);
-        const QImage before = picture.copy();
-        RandomSequence random;
-        const QImage poster = reference::Poster(picture, 4, random);
-        QCOMPARE(poster.size(), picture.size());
-        QCOMPARE(poster.format(), format);
-        KESTROVA_COMPARE_PICTURES(picture, before);
-    }
-}
-
-void TestLiteralReferences::progressValues()
-{
-    const QImage picture = blockyPicture(17, 5, 8);
-    ProgressRecorder recorder;
-    RandomSequence withProgress, without;
-    const QImage poster = reference::Poster(picture, 3, withProgress, recorder.progress());
-    std::vector<int> expected {0, 20, 25, 30, 50};
-    for (int x = 0; x < 17; ++x)
-        expected.push_back(50 + (35 * x) / 17);
-    QCOMPARE(recorder.values, expected);
-    KESTROVA_COMPARE_PICTURES(reference::Poster(picture, 3, without), poster);
-}
-
-void TestLiteralReferences::pictureWithoutPixels()
-{
-    const QImage empty(0, 3, QImage::Format_RGB32);
-    ProgressRecorder recorder;
-    RandomSequence random;
-    const QImage poster = reference::Poster(empty, 3, random, recorder.progress());
-    QVERIFY(poster.isNull());
-    QCOMPARE(random.state(), 1u);
-    QCOMPARE(recorder.values, (std::vector<int> {0, 20, 25}));
-}
-
-void TestLiteralReferences::passesEndOnAStablePass()
-{
-    const QImage picture = blockyPicture(40, 30, 4);
-    RandomSequence random;
-    reference::PosterTrace trace;
-    const QImage poster = reference::Poster(picture, 6, random, {}, &trace);
-    QVERIFY(trace.passes >= 2);
-    QCOMPARE(trace.centresAfterPass.size(), trace.passes);
-    QCOMPARE(trace.centresAfterPass.last(), trace.centresAfterPass[trace.passes - 2]);
-    QCOMPARE(trace.palette.size(), 6);
-    for (int j = 0; j < 6; ++j) {
-        const LabSample c = trace.centresAfterPass.last()[j];
-        QCOMPARE(trace.palette[j], lab2rgb(c.l, c.a, c.b));
-    }
-    for (int x = 0; x < 40; ++x) {
-        for (int y = 0; y < 30; ++y)
-            QVERIFY(trace.palette.contains(poster.pixel(x, y)));
-    }
-}
 
 // ---- Queue ----
 

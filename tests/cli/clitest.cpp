@@ -111,4 +111,11 @@ QImage corePencil(const QImage &working, const PencilSettings &settings)
     return pencilSketch(working, edges.data(), settings, random);
 }
 
+QImage corePoster(const QImage &working, const PosterSettings &settings)
+{
+    const std::vector<unsigned char> edges = edgeMap(working);
+    RandomSequence random;
+    return posterSketch(working, edges.data(), settings, random);
+}
+
 } // namespace clitest

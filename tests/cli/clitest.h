@@ -4,6 +4,7 @@
 // small input pictures and the drawings the core functions give in process.
 
 #include "pencilsketch.h"
+#include "postersketch.h"
 #include "testsupport.h"
 
 #include <QByteArray>
@@ -48,6 +49,7 @@ QImage readWorking(const QString &path);
 // The core functions' drawings of a picture already in the working format.
 QImage corePen(const QImage &working, int black = 150, int white = 255);
 QImage corePencil(const QImage &working, const PencilSettings &settings = PencilSettings());
+QImage corePoster(const QImage &working, const PosterSettings &settings = PosterSettings());
 
 } // namespace clitest
 

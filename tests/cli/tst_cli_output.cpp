@@ -19,6 +19,9 @@ private slots:
 
     void penMatchesReference();
     void pencilMatchesReference();
+    void posterMatchesReference();
+    void posterOptionsReachTheEffect_data();
+    void posterOptionsReachTheEffect();
     void optionsReachTheEffect_data();
     void optionsReachTheEffect();
     void otherPixelFormats_data();
@@ -79,6 +82,52 @@ void CliOutputTest::pencilMatchesReference()
                           QStringLiteral("pencil.png"));
     CLI_COMPARE_PIXELS(drawing, readWorking(dataPath(QStringLiteral("pencil-golden.png"))));
     CLI_COMPARE_PIXELS(drawing, corePencil(readWorking(dataPath(QStringLiteral("input.png")))));
+}
+
+void CliOutputTest::posterMatchesReference()
+{
+    QTemporaryDir dir;
+    const QImage drawing
+            = drawWithCli(dir,
+                          {QStringLiteral("poster"), dataPath(QStringLiteral("input.png")),
+                           QStringLiteral("poster.png")},
+                          QStringLiteral("poster.png"));
+    CLI_COMPARE_PIXELS(drawing, readWorking(dataPath(QStringLiteral("poster-golden.png"))));
+    CLI_COMPARE_PIXELS(drawing, corePoster(readWorking(dataPath(QStringLiteral("input.png")))));
+}
+
+void CliOutputTest::posterOptionsReachTheEffect_data()
+{
+    QTest::addColumn<QStringList>("options");
+    QTest::addColumn<int>("colours");
+    QTest::addColumn<bool>("contours");
+    QTest::addColumn<int>("contourBlack");
+    QTest::addColumn<int>("contourWhite");
+    QTest::newRow("colours and levels")
+            << QStringList {"--colors", "7", "--contour-black", "120", "--contour-white", "230"}
+            << 7 << true << 120 << 230;
+    QTest::newRow("without contours")
+            << QStringList {"--no-contour", "--colors=30"} << 30 << false << 200 << 255;
+}
+
+void CliOutputTest::posterOptionsReachTheEffect()
+{
+    QFETCH(QStringList, options);
+    QFETCH(int, colours);
+    QFETCH(bool, contours);
+    QFETCH(int, contourBlack);
+    QFETCH(int, contourWhite);
+    QTemporaryDir dir;
+    const QString input = dir.filePath(QStringLiteral("in.png"));
+    QVERIFY(savePicture(makePicture(40, 30, 3), input));
+    const QImage drawing = drawWithCli(
+            dir, QStringList {"poster"} + options + QStringList {input, QStringLiteral("out.png")},
+            QStringLiteral("out.png"));
+    const QImage working = readWorking(input);
+    const PosterSettings settings {colours, contours, contourBlack, contourWhite};
+    CLI_COMPARE_PIXELS(drawing, corePoster(working, settings));
+    QVERIFY(drawing.convertToFormat(QImage::Format_ARGB32)
+            != corePoster(working).convertToFormat(QImage::Format_ARGB32));
 }
 
 void CliOutputTest::optionsReachTheEffect_data()
@@ -153,6 +202,10 @@ void CliOutputTest::otherPixelFormats()
             = drawWithCli(dir, {QStringLiteral("pencil"), input, QStringLiteral("out.png")},
                           QStringLiteral("out.png"));
     CLI_COMPARE_PIXELS(drawing, corePencil(readWorking(input)));
+    const QImage poster
+            = drawWithCli(dir, {QStringLiteral("poster"), input, QStringLiteral("poster.png")},
+                          QStringLiteral("poster.png"));
+    CLI_COMPARE_PIXELS(poster, corePoster(readWorking(input)));
 }
 
 void CliOutputTest::tinyPictures_data()
@@ -171,7 +224,8 @@ void CliOutputTest::tinyPictures()
     QTemporaryDir dir;
     const QString input = dir.filePath(QStringLiteral("in.png"));
     QVERIFY(savePicture(makePicture(size.width(), size.height(), 5), input));
-    for (const QString &effect : {QStringLiteral("pen"), QStringLiteral("pencil")}) {
+    for (const QString &effect :
+         {QStringLiteral("pen"), QStringLiteral("pencil"), QStringLiteral("poster")}) {
         const QImage drawing = drawWithCli(dir, {effect, input, effect + QStringLiteral(".png")},
                                            effect + QStringLiteral(".png"));
         QCOMPARE(drawing.size(), size);

@@ -130,7 +130,6 @@ void CliUsageTest::unknownEffect()
 void CliUsageTest::effectNotInThisVersion_data()
 {
     QTest::addColumn<QString>("effect");
-    QTest::newRow("poster") << QStringLiteral("poster");
     QTest::newRow("color") << QStringLiteral("color");
 }
 

@@ -7,6 +7,7 @@
 #include "edgemap.h"
 #include "pencilsketch.h"
 #include "pensketch.h"
+#include "postersketch.h"
 #include "randomsequence.h"
 #include "workingformat.h"
 
@@ -84,8 +85,11 @@ int main(int argc, char *argv[])
     const QImage pen = pensketch(input, edges.data(), 150, 255);
     RandomSequence random;
     const QImage pencil = pencilSketch(input, edges.data(), PencilSettings(), random);
+    RandomSequence posterRandom;
+    const QImage poster = posterSketch(input, edges.data(), PosterSettings(), posterRandom);
     if (!save(pen, folder.filePath(QStringLiteral("pen-golden.png")))
-        || !save(pencil, folder.filePath(QStringLiteral("pencil-golden.png"))))
+        || !save(pencil, folder.filePath(QStringLiteral("pencil-golden.png")))
+        || !save(poster, folder.filePath(QStringLiteral("poster-golden.png"))))
         return 1;
     return 0;
 }

@@ -1,0 +1,77 @@
+#include "coloursketch.h"
+
+#include "segmentlog.h"
+#include "segmentor.h"
+#include "stagetimer.h"
+#include "workingformat.h"
+
+#include <cmath>
+
+QImage colourSketchWorkingPicture(const QImage &source)
+{
+    const int w = source.width();
+    const int h = source.height();
+    // A 32-bit product, as the window computes it; pictures are far below
+    // its limit.
+    const qint32 pixels = qint32(quint32(w) * quint32(h));
+    if (pixels > 1000000) {
+        const int nw = int(w * std::sqrt(1000000.0 / pixels));
+        return source.scaledToWidth(nw, Qt::FastTransformation);
+    }
+    return source;
+}
+
+ColourSketch::ColourSketch(const QImage &source, int threshold, int brush,
+                           const std::function<void()> &yield)
+    : m_width(source.width())
+    , m_threshold(threshold)
+{
+    StageTimer timer("colour sketch");
+    const QImage working = colourSketchWorkingPicture(toWorkingFormat(source));
+    m_workingSize = working.size();
+    m_segmentor = std::make_unique<CSegmentor>(working, brush);
+    m_segmentor->setYield(yield);
+    timer.stage("segmenter");
+}
+
+ColourSketch::~ColourSketch() = default;
+
+bool ColourSketch::nextLevel()
+{
+    return m_segmentor->Next(m_threshold);
+}
+
+QImage ColourSketch::picture()
+{
+    return m_segmentor->CurrentImage().scaledToWidth(m_width, Qt::SmoothTransformation);
+}
+
+int ColourSketch::levelProgress()
+{
+    const int value = m_threshold > 0 ? m_step / m_threshold + 10 : 10;
+    m_step += 90;
+    return value;
+}
+
+QImage colourSketch(const QImage &source, int threshold, int brush, const Progress &progress,
+                    const ColourSketchObserver &observer)
+{
+    StageTimer timer("colour sketch");
+    progress.report(5);
+    ColourSketch sketch(source, threshold, brush, progress.processEvents);
+    progress.report(10);
+    if (observer.started)
+        observer.started();
+    QImage result;
+    while (sketch.nextLevel()) {
+        qCDebug(lcSegment) << "Next returned";
+        result = sketch.picture();
+        if (observer.level)
+            observer.level(result);
+        progress.yield();
+        progress.report(sketch.levelProgress());
+    }
+    timer.stage("merging and pictures");
+    qCDebug(lcSegment) << "Done";
+    return result;
+}

@@ -1,0 +1,68 @@
+#pragma once
+
+#include "progress.h"
+
+#include <QImage>
+
+#include <functional>
+#include <memory>
+
+class CSegmentor;
+
+// The working picture of a colour sketch: a picture of more than a million
+// pixels is scaled down (fast transformation) to about a million, keeping
+// its proportions; others are used as they are.
+QImage colourSketchWorkingPicture(const QImage &source);
+
+// The colour sketch as the "Create" command runs it, a level at a time:
+//
+//     ColourSketch sketch(source, threshold, brush);   // progress 5 first
+//     while (sketch.nextLevel())
+//         show(sketch.picture()), progress(sketch.levelProgress());
+//
+// Between levels the picture coarsens; the last picture is the result.
+class ColourSketch
+{
+public:
+    // Reduces the picture and builds the segmenter. `yield` is called after
+    // every merge.
+    ColourSketch(const QImage &source, int threshold, int brush,
+                 const std::function<void()> &yield = {});
+    ~ColourSketch();
+    ColourSketch(const ColourSketch &) = delete;
+    ColourSketch &operator=(const ColourSketch &) = delete;
+
+    // Merges up to the next level; false when the threshold is passed or
+    // nothing is left to merge.
+    bool nextLevel();
+    // The picture of the level just reached, at the source's width.
+    QImage picture();
+    // The progress after the level just reached: 10 + 90 k / threshold for
+    // the k-th level.
+    int levelProgress();
+    QSize workingSize() const { return m_workingSize; }
+
+private:
+    int m_width;
+    int m_threshold;
+    int m_step = 90;
+    QSize m_workingSize;
+    std::unique_ptr<CSegmentor> m_segmentor;
+};
+
+// What the window does between the steps of the command.
+struct ColourSketchObserver
+{
+    // The segmenter is built: merging starts.
+    std::function<void()> started;
+    // The picture of a level, to show.
+    std::function<void(const QImage &)> level;
+};
+
+// The whole command: reports 5, builds the segmenter, reports 10, then for
+// every level reached passes its picture to `observer`, yields and reports
+// the level's progress. Yields after every merge too. Returns the picture
+// of the last level, or a null picture when no level is reached (threshold
+// 0, a picture of one colour, brushstroke size 0).
+QImage colourSketch(const QImage &source, int threshold, int brush, const Progress &progress = {},
+                    const ColourSketchObserver &observer = {});

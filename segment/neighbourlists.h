@@ -1,0 +1,106 @@
+#pragma once
+
+#include <QtGlobal>
+
+#include <vector>
+
+// Where a cluster's neighbour list lies in the pool, and how long it is.
+// Kept inside the cluster's record, so that one memory access finds both.
+struct NeighbourList
+{
+    static constexpr quint8 NoBlock = 0xFF;
+
+    quint32 block = 0;
+    quint32 size = 0;
+    // log2 of the room in the block; NoBlock for a list without one.
+    quint8 capacityBits = NoBlock;
+
+    quint32 capacity() const { return capacityBits == NoBlock ? 0 : 1u << capacityBits; }
+};
+
+// The pool of every neighbour list. A list is a block with room for a power
+// of two of entries, each a neighbour's number and the distance to it, in
+// the order of the numbers; numbers and distances lie in two arrays, so that
+// the walks over either are plain loops over one array. A list that
+// outgrows its block moves to a larger one; freed blocks are reused by
+// lists of their size. Blocks never move in memory.
+class NeighbourPool
+{
+public:
+    // One list's entries, valid until the list changes.
+    struct View
+    {
+        quint32 *keys;
+        quint16 *distances;
+        quint32 size;
+    };
+
+    NeighbourPool();
+    ~NeighbourPool();
+    NeighbourPool(const NeighbourPool &) = delete;
+    NeighbourPool &operator=(const NeighbourPool &) = delete;
+
+    // A list with room for `capacity` entries.
+    NeighbourList makeList(quint32 capacity);
+
+    View view(const NeighbourList &list) const
+    {
+        if (list.capacityBits == NeighbourList::NoBlock)
+            return View {nullptr, nullptr, 0};
+        return View {keys(list.block), distances(list.block), list.size};
+    }
+    void prefetch(const NeighbourList &list) const
+    {
+        if (list.capacityBits != NeighbourList::NoBlock) {
+            __builtin_prefetch(keys(list.block));
+            __builtin_prefetch(distances(list.block));
+        }
+    }
+
+    // The index of `key`, or -1.
+    int indexOf(const NeighbourList &list, quint32 key) const;
+    // Sets the distance of `key`, adding it in its place when missing.
+    void set(NeighbourList &list, quint32 key, quint16 distance);
+    // What remove(old) and then set(replacement, distance) do, in one move.
+    void replace(NeighbourList &list, quint32 old, quint32 replacement, quint16 distance);
+    // Removes `key`; false when it was not there.
+    bool remove(NeighbourList &list, quint32 key);
+    // The smallest distance, or 0xFFFF for an empty list.
+    quint16 least(const NeighbourList &list) const;
+    // Replaces the whole list by `count` entries in order.
+    void assign(NeighbourList &list, const quint32 *keys, const quint16 *distances, quint32 count);
+    // Empties the list and gives its block back.
+    void release(NeighbourList &list);
+    // Appends an entry that comes after every entry already there.
+    void append(NeighbourList &list, quint32 key, quint16 distance);
+
+private:
+    static constexpr int ChunkBits = 20;
+    static constexpr quint32 ChunkEntries = 1u << ChunkBits;
+
+    struct Chunk
+    {
+        quint32 *keys;
+        quint16 *distances;
+    };
+
+    quint32 *keys(quint32 block) const
+    {
+        return m_chunks[block >> ChunkBits].keys + (block & (ChunkEntries - 1));
+    }
+    quint16 *distances(quint32 block) const
+    {
+        return m_chunks[block >> ChunkBits].distances + (block & (ChunkEntries - 1));
+    }
+    quint32 allocate(int bits);
+    void reserve(NeighbourList &list, quint32 capacity);
+
+    // Where each chunk of the pool numbering lies; consecutive chunks of one
+    // allocation are consecutive in memory.
+    std::vector<Chunk> m_chunks;
+    std::vector<void *> m_allocations;
+    // The start of the unused tail of the last chunk, in pool numbering.
+    quint32 m_next = 0;
+    // Free blocks by log2 of their room.
+    std::vector<std::vector<quint32>> m_free;
+};

@@ -1,0 +1,265 @@
+#include "segmentor.h"
+
+#include "flatindex.h"
+#include "imagebuffer.h"
+#include "labconvert.h"
+#include "segmentlog.h"
+#include "workingformat.h"
+
+#include "colour.h"
+
+#include <algorithm>
+
+Q_LOGGING_CATEGORY(lcSegment, "kestrova.segment", QtInfoMsg)
+
+CSegmentor::CSegmentor(const QImage &image, int clusterSize)
+    : m_image(toWorkingFormat(image))
+    , m_width(image.width())
+    , m_height(image.height())
+    , m_clusterthresh(qint16(clusterSize))
+    , m_clusters(size_t(m_width) * size_t(m_height))
+{
+    makeClusters();
+    qCDebug(lcSegment) << "Clusters created";
+    wire();
+    m_prevval = 0;
+}
+
+// One cluster per pixel, numbered column by column; each takes the Lab
+// colour of its pixel. The colours are converted once per distinct value,
+// and numbered once per distinct Lab colour.
+void CSegmentor::makeClusters()
+{
+    FlatIndex values;
+    std::vector<QRgb> distinct;
+    std::vector<quint32> valueOf(m_clusters.size());
+    const QRgb opaque = m_image.format() == QImage::Format_RGB32 ? 0xFF000000u : 0u;
+    for (int y = 0; y < m_height; ++y) {
+        const auto *line = reinterpret_cast<const QRgb *>(m_image.constScanLine(y));
+        for (int x = 0; x < m_width; ++x) {
+            const QRgb value = line[x] | opaque;
+            const quint32 number = values.insert(value);
+            if (number == distinct.size())
+                distinct.push_back(value);
+            valueOf[size_t(clusterAt(x, y))] = number;
+        }
+    }
+    std::vector<qint16> L(distinct.size()), a(distinct.size()), b(distinct.size());
+    rgbtolabMany(distinct.data(), distinct.size(), L.data(), a.data(), b.data());
+    // Lab colours fit in 10 bits a component.
+    FlatIndex labs;
+    std::vector<quint32> colourOfValue(distinct.size());
+    for (size_t i = 0; i < distinct.size(); ++i) {
+        const quint32 key = (quint32(L[i] & 0x3FF) << 20) | (quint32(a[i] & 0x3FF) << 10)
+                | quint32(b[i] & 0x3FF);
+        colourOfValue[i] = labs.insert(key);
+        if (colourOfValue[i] == m_colourLabs.size())
+            m_colourLabs.push_back(Labstruct {L[i], a[i], b[i]});
+    }
+    m_colourRgbs.assign(m_colourLabs.size(), 0);
+    m_colourRgbKnown.assign(m_colourLabs.size(), false);
+    for (size_t c = 0; c < m_clusters.size(); ++c) {
+        CCluster &cluster = m_clusters[c];
+        cluster.m_likeness = 500;
+        cluster.m_filedAt = 0;
+        cluster.m_slot = -1;
+        cluster.m_neighbours = NeighbourList();
+        cluster.m_deleted = false;
+        cluster.m_pixelCount = 1;
+        cluster.m_colour = qint32(colourOfValue[valueOf[c]]);
+        cluster.m_eater = qint32(c);
+    }
+    if (m_clusters.size() > 0)
+        qCDebug(lcSegment) << "sizeof cluster is" << sizeof(CCluster);
+}
+
+// Every cluster gets its eight neighbours (fewer at the border) with their
+// distances, and its likeness, then is filed, row by row. A neighbour's
+// number grows along the list, so each list is built in order.
+void CSegmentor::wire()
+{
+    // At a size below 1 every cluster is full from the start: it keeps no
+    // neighbours, tells no one, and waits at 999.
+    const bool full = m_clusterthresh < 1;
+    if (!full) {
+        for (int x = 0; x < m_width; ++x) {
+            for (int y = 0; y < m_height; ++y) {
+                const int c = clusterAt(x, y);
+                NeighbourList &list = at(c).m_neighbours;
+                list = m_pool.makeList(8);
+                quint16 least = 500;
+                for (int nx = std::max(x - 1, 0); nx <= std::min(x + 1, m_width - 1); ++nx) {
+                    for (int ny = std::max(y - 1, 0); ny <= std::min(y + 1, m_height - 1); ++ny) {
+                        if (nx == x && ny == y)
+                            continue;
+                        const int n = clusterAt(nx, ny);
+                        const quint16 distance = quint16(cdiff(c, n));
+                        m_pool.append(list, quint32(n), distance);
+                        least = std::min(least, distance);
+                    }
+                }
+                at(c).m_likeness = list.size == 0 ? 999 : least;
+            }
+        }
+    }
+    for (int y = 0; y < m_height; ++y) {
+        for (int x = 0; x < m_width; ++x) {
+            CCluster &cluster = at(clusterAt(x, y));
+            if (full)
+                cluster.m_likeness = 999;
+            const qint64 h = m_queue.Register(clusterAt(x, y), cluster.m_likeness);
+            cluster.m_filedAt = quint16(handle2priority(quint64(h)));
+            cluster.m_slot = handle2index(quint64(h));
+        }
+    }
+}
+
+bool CSegmentor::Next(int limit)
+{
+    qCDebug(lcSegment) << "Next started prevval is " << m_prevval;
+    int iteration = 0;
+    for (;;) {
+        const int c = m_queue.take();
+        if (c == CPriorQueue2::None) {
+            qCDebug(lcSegment) << "Got NULL cluster in Next";
+            return false;
+        }
+        const int val = at(c).m_likeness;
+        prefetchNext();
+        Feed(c);
+        remove(c);
+        if (m_yield)
+            m_yield();
+        if (val > limit)
+            return false;
+        if (val > m_prevval) {
+            m_prevval = val;
+            qCDebug(lcSegment) << "new val is " << val;
+            return true;
+        }
+        if (++iteration % 10000 == 0)
+            qCDebug(lcSegment) << "iteration is " << iteration << "val is " << val;
+    }
+}
+
+void CSegmentor::remove(int c)
+{
+    CCluster &cluster = at(c);
+    cluster.m_deleted = true;
+    cluster.m_slot = -1;
+    m_pool.release(cluster.m_neighbours);
+}
+
+// The next clusters the queue hands out are known, unless this merge files
+// others at the lowest priority, and what their merges will read can start
+// loading now: one step of the chain of reads per place ahead, each step
+// reading what the step before requested one merge earlier. The fourth in
+// line: its record; the third: its list; the second: its neighbours'
+// records; the next: their lists and queue slots.
+void CSegmentor::prefetchNext()
+{
+    const std::vector<int> *bucket = m_queue.lowestBucket();
+    if (!bucket)
+        return;
+    int ahead[4];
+    int found = 0;
+    for (auto it = bucket->rbegin(); it != bucket->rend() && found < 4; ++it) {
+        if (*it != CPriorQueue2::None)
+            ahead[found++] = *it;
+    }
+    if (found > 0) {
+        const NeighbourPool::View list = m_pool.view(at(ahead[0]).m_neighbours);
+        for (quint32 i = 0; i < list.size; ++i) {
+            const CCluster &n = m_clusters[list.keys[i]];
+            m_pool.prefetch(n.m_neighbours);
+            if (n.m_slot >= 0)
+                m_queue.prefetch(n.handle());
+        }
+    }
+    if (found > 1) {
+        const NeighbourPool::View list = m_pool.view(at(ahead[1]).m_neighbours);
+        for (quint32 i = 0; i < list.size; ++i)
+            __builtin_prefetch(&m_clusters[list.keys[i]]);
+    }
+    if (found > 2)
+        m_pool.prefetch(at(ahead[2]).m_neighbours);
+    if (found > 3)
+        __builtin_prefetch(&m_clusters[size_t(ahead[3])]);
+}
+
+int CSegmentor::rootOf(int c)
+{
+    int root = c;
+    while (at(root).m_eater != root)
+        root = at(root).m_eater;
+    // Every cluster on the way now points at the root.
+    while (at(c).m_eater != root) {
+        const int next = at(c).m_eater;
+        at(c).m_eater = root;
+        c = next;
+    }
+    return root;
+}
+
+QRgb CSegmentor::color(int c)
+{
+    const size_t colour = size_t(at(c).m_colour);
+    if (!m_colourRgbKnown[colour]) {
+        const Labstruct &lab = m_colourLabs[colour];
+        m_colourRgbs[colour] = lab2rgb(lab.L, lab.a, lab.b);
+        m_colourRgbKnown[colour] = true;
+    }
+    return m_colourRgbs[colour];
+}
+
+// The regions' pixels are disjoint, so each pixel is simply painted with the
+// colour of the live region it belongs to, or keeps the fill value. Columns
+// are resolved a strip at a time, in cluster order, and written row by row.
+QImage CSegmentor::CurrentImage()
+{
+    QImage image = newImage(m_image, m_image.format());
+    image.fill(2u);
+    if (m_width < 1 || m_height < 1)
+        return image;
+    const QRgb fill = image.pixel(0, 0);
+    constexpr int Strip = 16;
+    std::vector<QRgb> strip(size_t(Strip) * size_t(m_height));
+    for (int left = 0; left < m_width; left += Strip) {
+        const int columns = std::min(Strip, m_width - left);
+        for (int column = 0; column < columns; ++column) {
+            QRgb *out = strip.data() + size_t(column) * size_t(m_height);
+            const int first = clusterAt(left + column, 0);
+            for (int y = 0; y < m_height; ++y) {
+                const int root = rootOf(first + y);
+                out[y] = at(root).m_deleted ? fill : color(root);
+            }
+        }
+        for (int y = 0; y < m_height; ++y) {
+            auto *line = reinterpret_cast<QRgb *>(image.scanLine(y)) + left;
+            for (int column = 0; column < columns; ++column)
+                line[column] = strip[size_t(column) * size_t(m_height) + size_t(y)];
+        }
+    }
+    return image;
+}
+
+std::vector<QPoint> CSegmentor::pixels(int c)
+{
+    std::vector<QPoint> points;
+    for (int x = 0; x < m_width; ++x) {
+        for (int y = 0; y < m_height; ++y) {
+            if (rootOf(clusterAt(x, y)) == c && !at(c).m_deleted)
+                points.push_back(QPoint(x, y));
+        }
+    }
+    return points;
+}
+
+std::vector<std::pair<int, int>> CSegmentor::neighbours(int c) const
+{
+    std::vector<std::pair<int, int>> list;
+    const NeighbourPool::View own = m_pool.view(cluster(c).m_neighbours);
+    for (quint32 i = 0; i < own.size; ++i)
+        list.emplace_back(int(own.keys[i]), int(own.distances[i]));
+    return list;
+}

@@ -1,0 +1,124 @@
+#pragma once
+
+#include "labstruct.h"
+#include "largearray.h"
+#include "neighbourlists.h"
+#include "priorqueue.h"
+
+#include <QImage>
+#include <QPoint>
+
+#include <functional>
+#include <utility>
+#include <vector>
+
+// One region of the segmentation, 32 bytes. Clusters live in one array of
+// the segmenter, numbered by creation: the cluster first seeded at pixel
+// (x, y) is number x * height + y, and every walk over neighbours goes by
+// these numbers.
+struct CCluster
+{
+    // The smallest distance to a neighbour, at most 500; 999 when the
+    // cluster is full or has no neighbours.
+    quint16 m_likeness;
+    // The priority under which the cluster is filed, and its slot there;
+    // slot -1 while it is not filed.
+    quint16 m_filedAt;
+    qint32 m_slot;
+    qint32 m_pixelCount;
+    // The region's colour: its number in the segmenter's colour table.
+    qint32 m_colour;
+    // The cluster that ate this one, or itself: the pixels of a cluster
+    // are the pixels whose chain of eaters ends at it.
+    qint32 m_eater;
+    NeighbourList m_neighbours;
+    bool m_deleted;
+
+    qint64 handle() const { return m_slot < 0 ? -1 : index2handle(m_filedAt, m_slot); }
+};
+
+// Greedy region merging, from one cluster per pixel. The cluster with the
+// smallest colour distance to a neighbour is taken from a bucket queue and
+// eaten by that neighbour; a merged region keeps the colour of the larger
+// part; a region of more than `clusterSize` pixels stops taking part. Next()
+// merges until the distance merged reaches a new level.
+class CSegmentor
+{
+public:
+    static constexpr int NoCluster = -1;
+
+    // `image` is taken as 32-bit; the segmenter keeps a copy of it.
+    CSegmentor(const QImage &image, int clusterSize);
+    CSegmentor(const CSegmentor &) = delete;
+    CSegmentor &operator=(const CSegmentor &) = delete;
+
+    // Merges until a new level is reached (true) or until the distance
+    // passes `limit` or nothing is left (false). Calls the yield function
+    // after every merge.
+    bool Next(int limit);
+    // The picture of the current segmentation: every live region in its
+    // colour, every other pixel the value 2.
+    QImage CurrentImage();
+    int prevval() const { return m_prevval; }
+    void setYield(const std::function<void()> &yield) { m_yield = yield; }
+
+    // The clusters and their operations, by cluster number.
+    int clusterCount() const { return int(m_clusters.size()); }
+    int clusterAt(int x, int y) const { return x * m_height + y; }
+    const CCluster &cluster(int c) const { return m_clusters[size_t(c)]; }
+    const Labstruct &lab(int c) const
+    {
+        return m_colourLabs[size_t(m_clusters[size_t(c)].m_colour)];
+    }
+    QRgb color(int c);
+    int cdiff(int c, int other) const { return clabdiff(lab(c), lab(other)); }
+    unsigned short likeness(int c) const { return m_clusters[size_t(c)].m_likeness; }
+    // The neighbours in order, with their distances.
+    std::vector<std::pair<int, int>> neighbours(int c) const;
+    std::vector<QPoint> pixels(int c);
+    bool SetNeighbours(int c, const std::vector<int> &list);
+    bool NewNeighbour(int c, int old, int replacement);
+    bool NotifyNeighbours(int c, int replacement);
+    void update(int c);
+    bool EatNeighbour(int eater, int victim);
+    int Feed(int c);
+    int Eat(int c);
+    bool EatAll(int c);
+    // Deletes a cluster that left the queue: its neighbours keep whatever
+    // they hold, its pixels go unless it was eaten.
+    void remove(int c);
+
+    const CPriorQueue2 &queue() const { return m_queue; }
+    int clusterThreshold() const { return m_clusterthresh; }
+
+private:
+    CCluster &at(int c) { return m_clusters[size_t(c)]; }
+    void makeClusters();
+    void wire();
+    int rootOf(int c);
+    void mergeVictimsNeighbours(int eater, int victim);
+    // The first neighbour at the cluster's likeness, or NoCluster.
+    int nearestNeighbour(int c) const;
+    void prefetchNext();
+
+    QImage m_image;
+    int m_width;
+    int m_height;
+    // The largest pixel count a cluster may have and still merge, as a
+    // 16-bit signed value.
+    qint16 m_clusterthresh;
+    LargeArray<CCluster> m_clusters;
+    NeighbourPool m_pool;
+    CPriorQueue2 m_queue;
+    int m_prevval = 0;
+    // Lab and display colour of every Lab colour of the picture.
+    std::vector<Labstruct> m_colourLabs;
+    std::vector<QRgb> m_colourRgbs;
+    std::vector<bool> m_colourRgbKnown;
+    std::function<void()> m_yield;
+    // Key snapshots of the notifications in progress, one per depth.
+    std::vector<std::vector<quint32>> m_snapshots;
+    int m_depth = 0;
+    std::vector<quint32> m_mergedKeys;
+    std::vector<quint16> m_mergedDistances;
+};

@@ -3,12 +3,14 @@
 // times and the fastest run is printed, with the stages of the pencil
 // sketch timed apart.
 
+#include "coloursketch.h"
 #include "contours.h"
 #include "edgemap.h"
 #include "levels.h"
 #include "pencilhatch.h"
 #include "pencilsketch.h"
 #include "pensketch.h"
+#include "segmentor.h"
 #include "poster.h"
 #include "postersketch.h"
 
@@ -110,6 +112,48 @@ int main(int argc, char *argv[])
                    QImage display = pen.copy();
                    multiplyContours(display, edges.data(), 200, 255);
                }));
+        return 0;
+    }
+    if (!strcmp(operation, "color")) {
+        const int threshold = argc > 4 ? atoi(argv[4]) : 20;
+        const int brush = argc > 5 ? atoi(argv[5]) : 70;
+        const QImage working = colourSketchWorkingPicture(image);
+        printf("working picture %dx%d, threshold %d, brush %d\n", working.width(),
+               working.height(), threshold, brush);
+        double construction = 1e300, merging = 1e300, picture = 1e300, scaling = 1e300;
+        qint64 merges = 0;
+        int levels = 0;
+        for (int run = 0; run < repeat; ++run) {
+            QElapsedTimer timer;
+            timer.start();
+            CSegmentor segmentor(working, brush);
+            construction = std::min(construction, timer.nsecsElapsed() / 1e6);
+            merges = 0;
+            segmentor.setYield([&merges] { ++merges; });
+            double mergeTime = 0, pictureTime = 0, scaleTime = 0;
+            levels = 0;
+            for (;;) {
+                timer.restart();
+                const bool level = segmentor.Next(threshold);
+                mergeTime += timer.nsecsElapsed() / 1e6;
+                if (!level)
+                    break;
+                ++levels;
+                timer.restart();
+                const QImage current = segmentor.CurrentImage();
+                pictureTime += timer.nsecsElapsed() / 1e6;
+                timer.restart();
+                current.scaledToWidth(image.width(), Qt::SmoothTransformation);
+                scaleTime += timer.nsecsElapsed() / 1e6;
+            }
+            merging = std::min(merging, mergeTime);
+            picture = std::min(picture, levels ? pictureTime / levels : 0);
+            scaling = std::min(scaling, levels ? scaleTime / levels : 0);
+        }
+        printf("construction: %.1f ms\nmerging: %.1f ms (%lld merges, %d levels)\n"
+               "one CurrentImage: %.1f ms\none scaling back: %.1f ms\n",
+               construction, merging, merges, levels, picture, scaling);
+        printf("whole command: %.1f ms\n", fastestMs(repeat, [&] { colourSketch(image, threshold, brush); }));
         return 0;
     }
     if (!strcmp(operation, "poster")) {

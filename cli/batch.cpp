@@ -48,9 +48,12 @@ public:
             return false;
         }
         const qint64 readTime = clock.restart();
-        const QImage drawing = draw(picture, slot);
+        QString problem;
+        const QImage drawing = draw(picture, slot, &problem);
         if (drawing.isNull()) {
-            m_console.error(QStringLiteral("cannot draw '%1': not enough memory").arg(job.input));
+            if (problem.isEmpty())
+                problem = QStringLiteral("not enough memory");
+            m_console.error(QStringLiteral("cannot draw '%1': %2").arg(job.input, problem));
             return false;
         }
         const qint64 effectTime = clock.restart();
@@ -69,12 +72,12 @@ public:
     }
 
 private:
-    QImage draw(const QImage &picture, int slot)
+    QImage draw(const QImage &picture, int slot, QString *problem)
     {
         m_console.setStage(slot, Console::Edges);
         try {
             return makeDrawing(*m_commandLine.effect, picture, m_commandLine.settings,
-                               slotProgress(m_console, slot), drawingProgress(slot));
+                               slotProgress(m_console, slot), drawingProgress(slot), problem);
         } catch (const std::bad_alloc &) {
             return {};
         }

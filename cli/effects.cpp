@@ -1,5 +1,6 @@
 #include "effects.h"
 
+#include "coloursketch.h"
 #include "edgemap.h"
 #include "pencilsketch.h"
 #include "pensketch.h"
@@ -8,14 +9,14 @@
 namespace {
 
 QImage penEffect(const QImage &source, const unsigned char *edges, const EffectSettings &settings,
-                 RandomSequence &, const Progress &progress)
+                 RandomSequence &, const Progress &progress, QString *)
 {
     return pensketch(source, edges, settings.value("black"), settings.value("white"), progress);
 }
 
 QImage pencilEffect(const QImage &source, const unsigned char *edges,
                     const EffectSettings &settings, RandomSequence &random,
-                    const Progress &progress)
+                    const Progress &progress, QString *)
 {
     PencilSettings pencil;
     pencil.density = settings.value("density");
@@ -29,7 +30,7 @@ QImage pencilEffect(const QImage &source, const unsigned char *edges,
 
 QImage posterEffect(const QImage &source, const unsigned char *edges,
                     const EffectSettings &settings, RandomSequence &random,
-                    const Progress &progress)
+                    const Progress &progress, QString *)
 {
     PosterSettings poster;
     poster.colours = settings.value("colors");
@@ -37,6 +38,21 @@ QImage posterEffect(const QImage &source, const unsigned char *edges,
     poster.contourBlack = settings.value("contour-black");
     poster.contourWhite = settings.value("contour-white");
     return posterSketch(source, edges, poster, random, progress);
+}
+
+QImage colourEffect(const QImage &source, const unsigned char *, const EffectSettings &settings,
+                    RandomSequence &, const Progress &progress, QString *problem)
+{
+    const int threshold = settings.value("threshold");
+    const int brush = settings.value("brush");
+    const QImage sketch = colourSketch(source, threshold, brush, progress);
+    if (sketch.isNull())
+        *problem = QStringLiteral("at threshold %1 and brushstroke size %2 no two regions "
+                                  "merge into a new level, so there is no picture; nothing "
+                                  "was written")
+                           .arg(threshold)
+                           .arg(brush);
+    return sketch;
 }
 
 // The defaults are the window's initial slider positions.
@@ -49,6 +65,7 @@ std::vector<Effect> makeTable()
              "ink drawing of the picture's contours",
              {{"black", "black level", 0, 255, 150}, {"white", "white level", 0, 255, 255}},
              false,
+             true,
              penEffect},
             {"pencil",
              "cross-hatched pencil drawing",
@@ -58,10 +75,12 @@ std::vector<Effect> makeTable()
               contourBlack,
               contourWhite},
              true,
+             true,
              pencilEffect},
             {"poster",
              "flat colour areas with contours",
              {{"colors", "number of colours", 2, 30, 3}, contourBlack, contourWhite},
+             true,
              true,
              posterEffect},
             {"color",
@@ -69,7 +88,8 @@ std::vector<Effect> makeTable()
              {{"threshold", "colour distance up to which regions merge", 0, 99, 20},
               {"brush", "brushstroke size", 0, 500, 70}},
              false,
-             nullptr},
+             false,
+             colourEffect},
     };
 }
 
@@ -108,10 +128,14 @@ const Effect *findEffect(const QString &name)
 }
 
 QImage makeDrawing(const Effect &effect, const QImage &picture, const EffectSettings &settings,
-                   const Progress &edgeProgress, const Progress &effectProgress)
+                   const Progress &edgeProgress, const Progress &effectProgress,
+                   QString *problem)
 {
-    std::vector<unsigned char> edges(size_t(picture.width()) * size_t(picture.height()));
-    labsobellight2(picture, edges.data(), edgeProgress);
+    std::vector<unsigned char> edges;
+    if (effect.needsEdges) {
+        edges.resize(size_t(picture.width()) * size_t(picture.height()));
+        labsobellight2(picture, edges.data(), edgeProgress);
+    }
     RandomSequence random;
-    return effect.run(picture, edges.data(), settings, random, effectProgress);
+    return effect.run(picture, edges.data(), settings, random, effectProgress, problem);
 }

@@ -28,9 +28,11 @@ struct EffectSettings
     int value(const char *name) const { return values.value(QString::fromLatin1(name)); }
 };
 
+// Returns the drawing, or a null picture with the reason in `problem` when
+// the effect makes no picture of this input.
 using EffectFunction = QImage (*)(const QImage &source, const unsigned char *edges,
                                   const EffectSettings &settings, RandomSequence &random,
-                                  const Progress &progress);
+                                  const Progress &progress, QString *problem);
 
 struct Effect
 {
@@ -39,6 +41,8 @@ struct Effect
     std::vector<EffectOption> options;
     // Whether --no-contour applies.
     bool contourSwitch;
+    // Whether the effect reads the edge map.
+    bool needsEdges;
     // Null while the effect is not part of this build.
     EffectFunction run;
 
@@ -52,7 +56,10 @@ const std::vector<Effect> &effects();
 const Effect *findEffect(const QString &name);
 
 // The drawing of a picture that is already in the working format: the edge
-// map first, then the effect, drawing from a fresh random sequence so that
-// every file gives the same result whatever ran before it.
+// map first when the effect needs it, then the effect, drawing from a fresh
+// random sequence so that every file gives the same result whatever ran
+// before it. A null picture when the effect makes none; `problem` then says
+// why, or stays empty when memory ran out.
 QImage makeDrawing(const Effect &effect, const QImage &picture, const EffectSettings &settings,
-                   const Progress &edgeProgress, const Progress &effectProgress);
+                   const Progress &edgeProgress, const Progress &effectProgress,
+                   QString *problem);

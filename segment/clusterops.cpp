@@ -21,8 +21,7 @@ bool CSegmentor::NewNeighbour(int c, int old, int replacement)
     } else if (replacement == old) {
         m_pool.set(list, quint32(old), quint16(cdiff(c, old)));
     } else {
-        m_pool.replace(list, quint32(old), quint32(replacement),
-                       quint16(cdiff(c, replacement)));
+        m_pool.replace(list, quint32(old), quint32(replacement), quint16(cdiff(c, replacement)));
     }
     update(c);
     return true;
@@ -174,10 +173,8 @@ bool CSegmentor::EatAll(int c)
             if (distance != at(c).m_likeness)
                 continue;
             const int n = int(key);
-            if (EatNeighbour(c, n)) {
-                m_queue.Remove(at(n).handle());
-                remove(n);
-            }
+            if (EatNeighbour(c, n))
+                discard(n);
         }
         if (m_yield)
             m_yield();

@@ -33,7 +33,6 @@ inline int clabdiff(Labstruct p, Labstruct q)
     return int(std::sqrt(double(dL) * double(dL) + da * da + db * db));
 }
 
-
 // The truncated Euclidean distance of two pixels' red, green and blue bytes,
 // without Lab. A utility; the segmenter measures in Lab.
 int cdiff(unsigned int rgb1, unsigned int rgb2);

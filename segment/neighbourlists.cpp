@@ -131,8 +131,7 @@ void NeighbourPool::set(NeighbourList &list, quint32 key, quint16 distance)
     ++list.size;
 }
 
-void NeighbourPool::replace(NeighbourList &list, quint32 old, quint32 replacement,
-                            quint16 distance)
+void NeighbourPool::replace(NeighbourList &list, quint32 old, quint32 replacement, quint16 distance)
 {
     const View v = view(list);
     const quint32 at = position(v.keys, v.size, old);

@@ -150,6 +150,13 @@ void CSegmentor::remove(int c)
     m_pool.release(cluster.m_neighbours);
 }
 
+void CSegmentor::discard(int c)
+{
+    if (at(c).m_slot >= 0)
+        m_queue.Remove(at(c).handle());
+    remove(c);
+}
+
 // The next clusters the queue hands out are known, unless this merge files
 // others at the lowest priority, and what their merges will read can start
 // loading now: one step of the chain of reads per place ahead, each step

@@ -87,6 +87,8 @@ public:
     // Deletes a cluster that left the queue: its neighbours keep whatever
     // they hold, its pixels go unless it was eaten.
     void remove(int c);
+    // Takes a cluster out of the queue and deletes it.
+    void discard(int c);
 
     const CPriorQueue2 &queue() const { return m_queue; }
     int clusterThreshold() const { return m_clusterthresh; }

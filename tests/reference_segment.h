@@ -127,6 +127,8 @@ public:
     int prevval() const { return m_prevval; }
     qint64 taken() const { return m_taken; } // clusters taken from the queue so far
     const CPriorQueue2 &queue() const { return m_queue; }
+    // The cluster first seeded at (x, y): alive, eaten or deleted.
+    CCluster *clusterAt(int x, int y) const { return m_clusters.value(x + y * m_image.width()); }
 
 private:
     void wire(CCluster *c, int w, int h);

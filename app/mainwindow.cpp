@@ -10,6 +10,7 @@
 #include "ui_mainwindow.h"
 
 #include <QDesktopServices>
+#include <QElapsedTimer>
 #include <QFileInfo>
 #include <QGraphicsPixmapItem>
 #include <QImageReader>
@@ -89,6 +90,20 @@ Progress MainWindow::progressBarBinding(bool letEventsThrough)
     Progress progress {[bar](int value) { bar->setValue(value); }, {}};
     if (letEventsThrough)
         progress.processEvents = [] { QCoreApplication::processEvents(); };
+    return progress;
+}
+
+Progress MainWindow::throttledProgressBarBinding()
+{
+    Progress progress = progressBarBinding(false);
+    auto clock = std::make_shared<QElapsedTimer>();
+    clock->start();
+    progress.processEvents = [clock] {
+        if (clock->elapsed() >= 10) {
+            QCoreApplication::processEvents();
+            clock->restart();
+        }
+    };
     return progress;
 }
 

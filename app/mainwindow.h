@@ -27,6 +27,7 @@ class MainWindow : public QMainWindow
     friend class TestMainWindow;
     friend class TestEffectPages;
     friend class TestPosterPage;
+    friend class TestColourPage;
 
 public:
     explicit MainWindow(QWidget *parent = nullptr);
@@ -85,6 +86,9 @@ private:
     // The progress bar, and the event loop when the operation lets events
     // through, for the core's long operations.
     Progress progressBarBinding(bool letEventsThrough);
+    // The progress bar, and the event loop at most every 10 ms: for work
+    // that yields far more often than the screen needs.
+    Progress throttledProgressBarBinding();
     void redrawPenSketch(int black, int white);
     const unsigned char *edgeData() const;
     bool edgesMatch(const QImage &image) const;
@@ -112,4 +116,7 @@ private:
     // Counts what drops a result (opens and page changes), so that a command
     // that lets events through can tell that its result is no longer wanted.
     quint64 resultDrops = 0;
+    // Counts the colour sketch commands, so that a run can tell that a newer
+    // one started while it let events through.
+    quint64 colourRuns = 0;
 };

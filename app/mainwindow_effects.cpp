@@ -2,6 +2,7 @@
 
 #include "mainwindow.h"
 
+#include "coloursketch.h"
 #include "contours.h"
 #include "levels.h"
 #include "pencilsketch.h"
@@ -220,9 +221,47 @@ void MainWindow::on_groupBoxPosterContour_toggled(bool arg1)
         showResult(posterImage);
 }
 
-// Colour sketch: the command arrives with the segmenter.
+// Colour sketch
 
-void MainWindow::on_pushButtonColorSketch_clicked() { }
+// The merging lets events through, so the user may open another picture,
+// change the page or press Create again meanwhile. The run works on its own
+// copy of the picture; once something of that kind happened, it shows no
+// further level and stops at the next one.
+void MainWindow::on_pushButtonColorSketch_clicked()
+{
+    const int limit = ui->ColorThreshSlider->value();
+    const int size = ui->ClustersSizeSlider->value();
+    if (sourceImage.isNull())
+        return;
+    ui->progressBar->setVisible(true);
+    ui->progressBar->setValue(5);
+    ui->statusBar->showMessage(tr("Preparing"));
+    setCursor(Qt::WaitCursor);
+
+    const quint64 run = ++colourRuns;
+    const quint64 dropsBefore = resultDrops;
+    auto superseded
+            = [this, run, dropsBefore] { return colourRuns != run || resultDrops != dropsBefore; };
+    ColourSketchObserver observer;
+    observer.started = [this] { ui->statusBar->showMessage(tr("Processing")); };
+    observer.level = [this, superseded](const QImage &picture) {
+        if (superseded())
+            return;
+        showResult(picture);
+        // The new level is painted now, whatever the throttle says.
+        QCoreApplication::processEvents();
+    };
+    observer.stopped = superseded;
+    colourSketch(sourceImage, limit, size, throttledProgressBarBinding(), observer);
+
+    setCursor(Qt::ArrowCursor);
+    ui->progressBar->setVisible(false);
+    if (superseded())
+        return;
+    ui->statusBar->showMessage(tr("Done"), 3000);
+    // Even when no level was reached and nothing is shown.
+    hasSketch = true;
+}
 
 void MainWindow::on_ColorThreshSlider_valueChanged(int value)
 {

@@ -10,9 +10,9 @@
 #include "pencilhatch.h"
 #include "pencilsketch.h"
 #include "pensketch.h"
-#include "segmentor.h"
 #include "poster.h"
 #include "postersketch.h"
+#include "segmentor.h"
 
 #include <QElapsedTimer>
 #include <QImage>
@@ -118,8 +118,8 @@ int main(int argc, char *argv[])
         const int threshold = argc > 4 ? atoi(argv[4]) : 20;
         const int brush = argc > 5 ? atoi(argv[5]) : 70;
         const QImage working = colourSketchWorkingPicture(image);
-        printf("working picture %dx%d, threshold %d, brush %d\n", working.width(),
-               working.height(), threshold, brush);
+        printf("working picture %dx%d, threshold %d, brush %d\n", working.width(), working.height(),
+               threshold, brush);
         double construction = 1e300, merging = 1e300, picture = 1e300, scaling = 1e300;
         qint64 merges = 0;
         int levels = 0;
@@ -153,7 +153,8 @@ int main(int argc, char *argv[])
         printf("construction: %.1f ms\nmerging: %.1f ms (%lld merges, %d levels)\n"
                "one CurrentImage: %.1f ms\none scaling back: %.1f ms\n",
                construction, merging, merges, levels, picture, scaling);
-        printf("whole command: %.1f ms\n", fastestMs(repeat, [&] { colourSketch(image, threshold, brush); }));
+        printf("whole command: %.1f ms\n",
+               fastestMs(repeat, [&] { colourSketch(image, threshold, brush); }));
         return 0;
     }
     if (!strcmp(operation, "poster")) {

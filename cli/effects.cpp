@@ -128,8 +128,7 @@ const Effect *findEffect(const QString &name)
 }
 
 QImage makeDrawing(const Effect &effect, const QImage &picture, const EffectSettings &settings,
-                   const Progress &edgeProgress, const Progress &effectProgress,
-                   QString *problem)
+                   const Progress &edgeProgress, const Progress &effectProgress, QString *problem)
 {
     std::vector<unsigned char> edges;
     if (effect.needsEdges) {

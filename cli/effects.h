@@ -61,5 +61,4 @@ const Effect *findEffect(const QString &name);
 // before it. A null picture when the effect makes none; `problem` then says
 // why, or stays empty when memory ran out.
 QImage makeDrawing(const Effect &effect, const QImage &picture, const EffectSettings &settings,
-                   const Progress &edgeProgress, const Progress &effectProgress,
-                   QString *problem);
+                   const Progress &edgeProgress, const Progress &effectProgress, QString *problem);

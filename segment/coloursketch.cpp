@@ -70,6 +70,8 @@ QImage colourSketch(const QImage &source, int threshold, int brush, const Progre
             observer.level(result);
         progress.yield();
         progress.report(sketch.levelProgress());
+        if (observer.stopped && observer.stopped())
+            break;
     }
     timer.stage("merging and pictures");
     qCDebug(lcSegment) << "Done";

@@ -57,6 +57,8 @@ struct ColourSketchObserver
     std::function<void()> started;
     // The picture of a level, to show.
     std::function<void(const QImage &)> level;
+    // Asked after every level: true ends the command there.
+    std::function<bool()> stopped;
 };
 
 // The whole command: reports 5, builds the segmenter, reports 10, then for

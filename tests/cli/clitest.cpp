@@ -1,5 +1,7 @@
 #include "clitest.h"
 
+#include "coloursketch.h"
+
 #include "edgemap.h"
 #include "pensketch.h"
 #include "randomsequence.h"
@@ -109,6 +111,11 @@ QImage corePencil(const QImage &working, const PencilSettings &settings)
     const std::vector<unsigned char> edges = edgeMap(working);
     RandomSequence random;
     return pencilSketch(working, edges.data(), settings, random);
+}
+
+QImage coreColour(const QImage &working, int threshold, int brush)
+{
+    return colourSketch(working, threshold, brush);
 }
 
 QImage corePoster(const QImage &working, const PosterSettings &settings)

@@ -50,6 +50,7 @@ QImage readWorking(const QString &path);
 QImage corePen(const QImage &working, int black = 150, int white = 255);
 QImage corePencil(const QImage &working, const PencilSettings &settings = PencilSettings());
 QImage corePoster(const QImage &working, const PosterSettings &settings = PosterSettings());
+QImage coreColour(const QImage &working, int threshold = 20, int brush = 70);
 
 } // namespace clitest
 

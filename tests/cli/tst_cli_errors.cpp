@@ -25,6 +25,8 @@ private slots:
     void failedWriteKeepsExistingFile();
     void failedWriteInBatch();
     void outputFolderIsAFile();
+    void colourSketchWithoutLevel_data();
+    void colourSketchWithoutLevel();
 
 private:
     QByteArray pngBytes(int seed);
@@ -237,6 +239,39 @@ void CliErrorsTest::outputFolderIsAFile()
     CLI_EXPECT_EXIT(result, 1);
     QVERIFY2(result.err.contains(QLatin1String("'out'")), qPrintable(result.err));
     QCOMPARE(fileBytes(dir.filePath(QStringLiteral("out"))), QByteArray("a file"));
+}
+
+void CliErrorsTest::colourSketchWithoutLevel_data()
+{
+    QTest::addColumn<QImage>("picture");
+    QTest::addColumn<QStringList>("options");
+    QTest::newRow("threshold 0") << makePicture(20, 10, 1) << QStringList {"--threshold", "0"};
+    QTest::newRow("one colour") << QImage(QSize(12, 9), QImage::Format_RGB32)
+                                << QStringList {"--threshold", "99"};
+    QTest::newRow("brushstroke 0") << makePicture(20, 10, 2) << QStringList {"--brush", "0"};
+    QTest::newRow("1 x 1") << makePicture(1, 1, 3) << QStringList {};
+}
+
+// No level reached means no picture: nothing is written and the file is
+// named in one line.
+void CliErrorsTest::colourSketchWithoutLevel()
+{
+    QFETCH(QImage, picture);
+    QFETCH(QStringList, options);
+    QTemporaryDir dir;
+    const QString input = dir.filePath(QStringLiteral("flat.png"));
+    if (picture.width() == 12)
+        picture.fill(0xFF405060u);
+    QVERIFY(savePicture(picture, input));
+    const QString output = dir.filePath(QStringLiteral("out.png"));
+    const RunResult result
+            = runCli(QStringList {"color"} + options + QStringList {input, output}, dir.path());
+    CLI_EXPECT_EXIT(result, 1);
+    QVERIFY(!QFile::exists(output));
+    QCOMPARE(folderEntries(dir.path()), QStringList {"flat.png"});
+    QCOMPARE(result.err.count(QLatin1Char('\n')), 1);
+    QVERIFY2(result.err.contains(input) && result.err.contains("nothing was written"),
+             qPrintable(result.err));
 }
 
 QTEST_GUILESS_MAIN(CliErrorsTest)

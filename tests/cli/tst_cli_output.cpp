@@ -22,6 +22,8 @@ private slots:
     void posterMatchesReference();
     void posterOptionsReachTheEffect_data();
     void posterOptionsReachTheEffect();
+    void colourMatchesReference();
+    void colourOptionsReachTheEffect();
     void optionsReachTheEffect_data();
     void optionsReachTheEffect();
     void otherPixelFormats_data();
@@ -128,6 +130,32 @@ void CliOutputTest::posterOptionsReachTheEffect()
     CLI_COMPARE_PIXELS(drawing, corePoster(working, settings));
     QVERIFY(drawing.convertToFormat(QImage::Format_ARGB32)
             != corePoster(working).convertToFormat(QImage::Format_ARGB32));
+}
+
+void CliOutputTest::colourMatchesReference()
+{
+    QTemporaryDir dir;
+    const QImage drawing
+            = drawWithCli(dir,
+                          {QStringLiteral("color"), dataPath(QStringLiteral("input.png")),
+                           QStringLiteral("color.png")},
+                          QStringLiteral("color.png"));
+    CLI_COMPARE_PIXELS(drawing, readWorking(dataPath(QStringLiteral("color-golden.png"))));
+    CLI_COMPARE_PIXELS(drawing, coreColour(readWorking(dataPath(QStringLiteral("input.png")))));
+}
+
+void CliOutputTest::colourOptionsReachTheEffect()
+{
+    QTemporaryDir dir;
+    const QString input = dir.filePath(QStringLiteral("in.png"));
+    QVERIFY(savePicture(makePicture(40, 30, 3), input));
+    const QImage drawing = drawWithCli(
+            dir, {"color", "--threshold", "45", "--brush=200", input, QStringLiteral("out.png")},
+            QStringLiteral("out.png"));
+    const QImage working = readWorking(input);
+    CLI_COMPARE_PIXELS(drawing, coreColour(working, 45, 200));
+    QVERIFY(drawing.convertToFormat(QImage::Format_ARGB32)
+            != coreColour(working).convertToFormat(QImage::Format_ARGB32));
 }
 
 void CliOutputTest::optionsReachTheEffect_data()

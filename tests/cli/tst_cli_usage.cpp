@@ -24,8 +24,6 @@ private slots:
     void valueOutOfRange_data();
     void valueOutOfRange();
     void unknownEffect();
-    void effectNotInThisVersion_data();
-    void effectNotInThisVersion();
     void optionOfAnotherEffect_data();
     void optionOfAnotherEffect();
     void unknownOption();
@@ -125,20 +123,6 @@ void CliUsageTest::unknownEffect()
 {
     expectUsageError({QStringLiteral("charcoal"), m_input, QStringLiteral("out.png")},
                      QStringLiteral("unknown effect 'charcoal'"));
-}
-
-void CliUsageTest::effectNotInThisVersion_data()
-{
-    QTest::addColumn<QString>("effect");
-    QTest::newRow("color") << QStringLiteral("color");
-}
-
-void CliUsageTest::effectNotInThisVersion()
-{
-    QFETCH(QString, effect);
-    expectUsageError({effect, m_input, QStringLiteral("out.png")},
-                     QStringLiteral("kestrova-cli: the %1 effect is not available in this version")
-                             .arg(effect));
 }
 
 void CliUsageTest::optionOfAnotherEffect_data()

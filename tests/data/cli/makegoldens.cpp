@@ -4,6 +4,7 @@
 //   ninja -C <build> kestrova-cli-goldens
 //   <build>/tests/cli/kestrova-cli-goldens tests/data/cli
 
+#include "coloursketch.h"
 #include "edgemap.h"
 #include "pencilsketch.h"
 #include "pensketch.h"
@@ -89,7 +90,8 @@ int main(int argc, char *argv[])
     const QImage poster = posterSketch(input, edges.data(), PosterSettings(), posterRandom);
     if (!save(pen, folder.filePath(QStringLiteral("pen-golden.png")))
         || !save(pencil, folder.filePath(QStringLiteral("pencil-golden.png")))
-        || !save(poster, folder.filePath(QStringLiteral("poster-golden.png"))))
+        || !save(poster, folder.filePath(QStringLiteral("poster-golden.png")))
+        || !save(colourSketch(input, 20, 70), folder.filePath(QStringLiteral("color-golden.png"))))
         return 1;
     return 0;
 }

@@ -15,30 +15,43 @@ bool CSegmentor::SetNeighbours(int c, const std::vector<int> &list)
 
 bool CSegmentor::NewNeighbour(int c, int old, int replacement)
 {
+    receive(c, old, replacement);
+    return true;
+}
+
+quint16 CSegmentor::receive(int c, int old, int replacement)
+{
     NeighbourList &list = at(c).m_neighbours;
+    quint16 distance = NoDistance;
     if (replacement == NoCluster) {
         m_pool.remove(list, quint32(old));
     } else if (replacement == old) {
-        m_pool.set(list, quint32(old), quint16(cdiff(c, old)));
+        distance = quint16(cdiff(c, old));
+        m_pool.set(list, quint32(old), distance);
     } else {
-        m_pool.replace(list, quint32(old), quint32(replacement), quint16(cdiff(c, replacement)));
+        distance = quint16(cdiff(c, replacement));
+        m_pool.replace(list, quint32(old), quint32(replacement), distance);
     }
     update(c);
-    return true;
+    return distance;
 }
 
 // The messages may change this cluster's own list (a neighbour that turns
 // out full tells its neighbours in turn), so they go to a snapshot of it.
 // A cluster deleted since its key was written gets no message. The
 // neighbours' records, lists and queue slots are far apart in memory: they
-// are all requested first, so that they arrive together.
+// are all requested first, so that they arrive together. Each neighbour's
+// new distance to the replacement is kept beside the snapshot, for the
+// merge that follows.
 bool CSegmentor::NotifyNeighbours(int c, int replacement)
 {
     if (size_t(m_depth) == m_snapshots.size())
         m_snapshots.emplace_back();
-    std::vector<quint32> &keys = m_snapshots[size_t(m_depth)];
+    Snapshot &snapshot = m_snapshots[size_t(m_depth)];
+    std::vector<quint32> &keys = snapshot.keys;
     const NeighbourPool::View own = m_pool.view(at(c).m_neighbours);
     keys.assign(own.keys, own.keys + own.size);
+    snapshot.distances.assign(keys.size(), NoDistance);
     for (quint32 key : keys)
         __builtin_prefetch(&m_clusters[key]);
     for (quint32 key : keys) {
@@ -48,10 +61,10 @@ bool CSegmentor::NotifyNeighbours(int c, int replacement)
             m_queue.prefetch(n.handle());
     }
     const int depth = m_depth++;
-    for (size_t i = 0; i < m_snapshots[size_t(depth)].size(); ++i) {
-        const int n = int(m_snapshots[size_t(depth)][i]);
+    for (size_t i = 0; i < m_snapshots[size_t(depth)].keys.size(); ++i) {
+        const int n = int(m_snapshots[size_t(depth)].keys[i]);
         if (n != replacement && !at(n).m_deleted)
-            NewNeighbour(n, c, replacement);
+            m_snapshots[size_t(depth)].distances[i] = receive(n, c, replacement);
     }
     --m_depth;
     return true;
@@ -85,12 +98,15 @@ bool CSegmentor::EatNeighbour(int eater, int victim)
     const qint32 nVictim = v.m_pixelCount;
     // The larger part's colour wins; never an average.
     if (nThis < nVictim && lab(eater) != lab(victim)) {
+        record(eater, Change::Colour, e.m_colour);
         e.m_colour = v.m_colour;
         NotifyNeighbours(eater, eater);
     }
+    const int depth = m_depth;
     NotifyNeighbours(victim, eater);
-    mergeVictimsNeighbours(eater, victim);
+    mergeVictimsNeighbours(eater, victim, m_snapshots[size_t(depth)]);
     e.m_pixelCount += v.m_pixelCount;
+    record(victim, Change::Eater, victim);
     at(victim).m_eater = eater;
     update(eater);
     return true;
@@ -99,8 +115,10 @@ bool CSegmentor::EatNeighbour(int eater, int victim)
 // The eater takes every neighbour of the victim with a fresh distance,
 // replacing any entry it had for it; its entries for its own other
 // neighbours keep the distances they had, even after it changed colour.
-// Both lists are in order, so this is one merge of the two.
-void CSegmentor::mergeVictimsNeighbours(int eater, int victim)
+// Both lists are in order, so this is one merge of the two. The distance
+// between two colours is symmetric and no colour changed since the victim's
+// neighbours were told: the distances they received are the eater's too.
+void CSegmentor::mergeVictimsNeighbours(int eater, int victim, const Snapshot &told)
 {
     NeighbourList &list = at(eater).m_neighbours;
     const NeighbourPool::View own = m_pool.view(list);
@@ -119,7 +137,9 @@ void CSegmentor::mergeVictimsNeighbours(int eater, int victim)
         if (i < own.size && own.keys[i] == key)
             ++i;
         m_mergedKeys[count] = key;
-        m_mergedDistances[count++] = quint16(cdiff(eater, int(key)));
+        const bool known
+                = j < told.keys.size() && told.keys[j] == key && told.distances[j] != NoDistance;
+        m_mergedDistances[count++] = known ? told.distances[j] : quint16(cdiff(eater, int(key)));
     }
     for (; i < own.size; ++i, ++count) {
         m_mergedKeys[count] = own.keys[i];

@@ -38,7 +38,21 @@ ColourSketch::~ColourSketch() = default;
 
 bool ColourSketch::nextLevel()
 {
-    return m_segmentor->Next(m_threshold);
+    const bool level = m_segmentor->Next(m_threshold);
+    if (level)
+        m_segmentor->checkpoint();
+    return level;
+}
+
+void ColourSketch::keepOnlyTheLastLevel()
+{
+    m_segmentor->setJournaling(true);
+}
+
+QImage ColourSketch::lastPicture()
+{
+    m_segmentor->rollback();
+    return picture();
 }
 
 QImage ColourSketch::picture()
@@ -62,17 +76,26 @@ QImage colourSketch(const QImage &source, int threshold, int brush, const Progre
     progress.report(10);
     if (observer.started)
         observer.started();
+    // Without a picture to show at every level, only the last is made.
+    const bool everyLevel = bool(observer.level);
+    if (!everyLevel)
+        sketch.keepOnlyTheLastLevel();
     QImage result;
+    bool reached = false;
     while (sketch.nextLevel()) {
         qCDebug(lcSegment) << "Next returned";
-        result = sketch.picture();
-        if (observer.level)
+        reached = true;
+        if (everyLevel) {
+            result = sketch.picture();
             observer.level(result);
+        }
         progress.yield();
         progress.report(sketch.levelProgress());
         if (observer.stopped && observer.stopped())
             break;
     }
+    if (reached && !everyLevel)
+        result = sketch.lastPicture();
     timer.stage("merging and pictures");
     qCDebug(lcSegment) << "Done";
     return result;

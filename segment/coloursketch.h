@@ -37,6 +37,12 @@ public:
     bool nextLevel();
     // The picture of the level just reached, at the source's width.
     QImage picture();
+    // For a caller that wants only the last level's picture: the merging
+    // keeps what it changes since each level, and lastPicture() goes back
+    // to the last level once nextLevel() has returned false. Call before
+    // the first nextLevel().
+    void keepOnlyTheLastLevel();
+    QImage lastPicture();
     // The progress after the level just reached: 10 + 90 k / threshold for
     // the k-th level.
     int levelProgress();

@@ -1,7 +1,6 @@
 #include "neighbourlists.h"
 
 #include "largearray.h"
-#include "vectorclones.h"
 
 #include <algorithm>
 #include <cstring>
@@ -26,15 +25,6 @@ quint32 position(const quint32 *keys, quint32 size, quint32 key)
     while (i < size && keys[i] < key)
         ++i;
     return i;
-}
-
-KESTROVA_VECTOR_CLONES
-quint16 smallest(const quint16 *distances, quint32 size)
-{
-    quint16 least = 0xFFFF;
-    for (quint32 i = 0; i < size; ++i)
-        least = distances[i] < least ? distances[i] : least;
-    return least;
 }
 
 } // namespace
@@ -176,12 +166,6 @@ bool NeighbourPool::remove(NeighbourList &list, quint32 key)
     }
     --list.size;
     return true;
-}
-
-quint16 NeighbourPool::least(const NeighbourList &list) const
-{
-    const View v = view(list);
-    return smallest(v.distances, v.size);
 }
 
 void NeighbourPool::assign(NeighbourList &list, const quint32 *newKeys, const quint16 *newDistances,

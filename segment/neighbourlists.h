@@ -65,8 +65,18 @@ public:
     void replace(NeighbourList &list, quint32 old, quint32 replacement, quint16 distance);
     // Removes `key`; false when it was not there.
     bool remove(NeighbourList &list, quint32 key);
-    // The smallest distance, or 0xFFFF for an empty list.
-    quint16 least(const NeighbourList &list) const;
+    // The smallest distance, or 0xFFFF for an empty list. Distances stay
+    // below 2^15, so they compare as signed values, which every vector unit
+    // does.
+    quint16 least(const NeighbourList &list) const
+    {
+        const View v = view(list);
+        const qint16 *distances = reinterpret_cast<const qint16 *>(v.distances);
+        qint16 smallest = 0x7FFF;
+        for (quint32 i = 0; i < v.size; ++i)
+            smallest = distances[i] < smallest ? distances[i] : smallest;
+        return v.size == 0 ? 0xFFFF : quint16(smallest);
+    }
     // Replaces the whole list by `count` entries in order.
     void assign(NeighbourList &list, const quint32 *keys, const quint16 *distances, quint32 count);
     // Empties the list and gives its block back.

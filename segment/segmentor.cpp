@@ -145,9 +145,35 @@ bool CSegmentor::Next(int limit)
 void CSegmentor::remove(int c)
 {
     CCluster &cluster = at(c);
+    record(c, Change::Deleted, cluster.m_deleted);
     cluster.m_deleted = true;
     cluster.m_slot = -1;
     m_pool.release(cluster.m_neighbours);
+}
+
+void CSegmentor::setJournaling(bool on)
+{
+    m_journaling = on;
+    m_journal.clear();
+}
+
+void CSegmentor::rollback()
+{
+    for (auto entry = m_journal.rbegin(); entry != m_journal.rend(); ++entry) {
+        CCluster &cluster = at(entry->cluster);
+        switch (entry->change) {
+        case Change::Colour:
+            cluster.m_colour = entry->previous;
+            break;
+        case Change::Eater:
+            cluster.m_eater = entry->previous;
+            break;
+        case Change::Deleted:
+            cluster.m_deleted = entry->previous != 0;
+            break;
+        }
+    }
+    m_journal.clear();
 }
 
 void CSegmentor::discard(int c)

@@ -62,6 +62,15 @@ public:
     int prevval() const { return m_prevval; }
     void setYield(const std::function<void()> &yield) { m_yield = yield; }
 
+    // Keeps a record of what changes the picture (colours, eaters and
+    // deletions), so that the picture of an earlier moment can be made
+    // without making one at every level: checkpoint() marks the moment,
+    // rollback() returns the picture to it. After a rollback only
+    // CurrentImage() may be called.
+    void setJournaling(bool on);
+    void checkpoint() { m_journal.clear(); }
+    void rollback();
+
     // The clusters and their operations, by cluster number.
     int clusterCount() const { return int(m_clusters.size()); }
     int clusterAt(int x, int y) const { return x * m_height + y; }
@@ -98,7 +107,22 @@ private:
     void makeClusters();
     void wire();
     int rootOf(int c);
-    void mergeVictimsNeighbours(int eater, int victim);
+    struct Snapshot
+    {
+        std::vector<quint32> keys;
+        std::vector<quint16> distances;
+    };
+    enum class Change : quint8 { Colour, Eater, Deleted };
+    static constexpr quint16 NoDistance = 0xFFFF;
+
+    // NewNeighbour(); returns the distance written, NoDistance for none.
+    quint16 receive(int c, int old, int replacement);
+    void mergeVictimsNeighbours(int eater, int victim, const Snapshot &told);
+    void record(int c, Change change, qint32 previous)
+    {
+        if (m_journaling)
+            m_journal.push_back({c, previous, change});
+    }
     // The first neighbour at the cluster's likeness, or NoCluster.
     int nearestNeighbour(int c) const;
     void prefetchNext();
@@ -119,7 +143,15 @@ private:
     std::vector<bool> m_colourRgbKnown;
     std::function<void()> m_yield;
     // Key snapshots of the notifications in progress, one per depth.
-    std::vector<std::vector<quint32>> m_snapshots;
+    std::vector<Snapshot> m_snapshots;
+    struct JournalEntry
+    {
+        qint32 cluster;
+        qint32 previous;
+        Change change;
+    };
+    bool m_journaling = false;
+    std::vector<JournalEntry> m_journal;
     int m_depth = 0;
     std::vector<quint32> m_mergedKeys;
     std::vector<quint16> m_mergedDistances;

@@ -158,7 +158,7 @@ void TestSegmentCompare::photographCrops()
 void TestSegmentCompare::commandMatchesLiteral()
 {
     QRandomGenerator generator(13);
-    for (int round = 0; round < 30; ++round) {
+    for (int round = 0; round < 60; ++round) {
         const QImage picture = pictureOfKind(round, generator, 30);
         const int limit = int(generator.bounded(60));
         const int brush = int(generator.bounded(3)) * 40;
@@ -173,8 +173,13 @@ void TestSegmentCompare::commandMatchesLiteral()
         for (int i = 0; i < expected.size(); ++i)
             KESTROVA_COMPARE_PICTURES(levels[size_t(i)], expected[i]);
         QCOMPARE(last.isNull(), expected.isEmpty());
-        if (!expected.isEmpty())
+        // Without pictures at every level, only the last is made.
+        const QImage alone = colourSketch(picture, limit, brush);
+        QCOMPARE(alone.isNull(), expected.isEmpty());
+        if (!expected.isEmpty()) {
             KESTROVA_COMPARE_PICTURES(last, expected.last());
+            KESTROVA_COMPARE_PICTURES(alone, expected.last());
+        }
         QCOMPARE(fastProgress.values, literalProgress.values);
     }
 }

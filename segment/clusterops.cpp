@@ -77,7 +77,7 @@ void CSegmentor::update(int c)
     if (cluster.m_pixelCount > m_clusterthresh) {
         NotifyNeighbours(c, NoCluster);
         cluster.m_likeness = 999;
-    } else if (cluster.m_neighbours.size > 0) {
+    } else if (cluster.m_neighbours.size() > 0) {
         cluster.m_likeness = std::min<quint16>(500, m_pool.least(cluster.m_neighbours));
     } else {
         cluster.m_likeness = 999;
@@ -99,6 +99,7 @@ bool CSegmentor::EatNeighbour(int eater, int victim)
     // The larger part's colour wins; never an average.
     if (nThis < nVictim && lab(eater) != lab(victim)) {
         record(eater, Change::Colour, e.m_colour);
+        e.m_lab = v.m_lab;
         e.m_colour = v.m_colour;
         NotifyNeighbours(eater, eater);
     }
@@ -107,7 +108,7 @@ bool CSegmentor::EatNeighbour(int eater, int victim)
     mergeVictimsNeighbours(eater, victim, m_snapshots[size_t(depth)]);
     e.m_pixelCount += v.m_pixelCount;
     record(victim, Change::Eater, victim);
-    at(victim).m_eater = eater;
+    m_eaters[size_t(victim)] = eater;
     update(eater);
     return true;
 }

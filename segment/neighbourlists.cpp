@@ -44,8 +44,8 @@ NeighbourList NeighbourPool::makeList(quint32 capacity)
 {
     NeighbourList list;
     if (capacity > 0) {
-        list.capacityBits = quint8(bitsFor(capacity));
-        list.block = allocate(list.capacityBits);
+        list.setCapacityBits(quint32(bitsFor(capacity)));
+        list.block = allocate(int(list.capacityBits()));
     }
     return list;
 }
@@ -85,14 +85,14 @@ void NeighbourPool::reserve(NeighbourList &list, quint32 capacity)
         return;
     const int bits = bitsFor(capacity);
     const quint32 block = allocate(bits);
-    if (list.size > 0) {
-        memcpy(keys(block), keys(list.block), list.size * sizeof(quint32));
-        memcpy(distances(block), distances(list.block), list.size * sizeof(quint16));
+    if (list.size() > 0) {
+        memcpy(keys(block), keys(list.block), list.size() * sizeof(quint32));
+        memcpy(distances(block), distances(list.block), list.size() * sizeof(quint16));
     }
-    if (list.capacityBits != NeighbourList::NoBlock)
-        m_free[list.capacityBits].push_back(list.block);
+    if (list.hasBlock())
+        m_free[list.capacityBits()].push_back(list.block);
     list.block = block;
-    list.capacityBits = quint8(bits);
+    list.setCapacityBits(quint32(bits));
 }
 
 int NeighbourPool::indexOf(const NeighbourList &list, quint32 key) const
@@ -110,7 +110,7 @@ void NeighbourPool::set(NeighbourList &list, quint32 key, quint16 distance)
         v.distances[i] = distance;
         return;
     }
-    reserve(list, list.size + 1);
+    reserve(list, list.size() + 1);
     v = view(list);
     for (quint32 j = v.size; j > i; --j) {
         v.keys[j] = v.keys[j - 1];
@@ -118,7 +118,7 @@ void NeighbourPool::set(NeighbourList &list, quint32 key, quint16 distance)
     }
     v.keys[i] = key;
     v.distances[i] = distance;
-    ++list.size;
+    list.setSize(list.size() + 1);
 }
 
 void NeighbourPool::replace(NeighbourList &list, quint32 old, quint32 replacement, quint16 distance)
@@ -164,7 +164,7 @@ bool NeighbourPool::remove(NeighbourList &list, quint32 key)
         v.keys[j - 1] = v.keys[j];
         v.distances[j - 1] = v.distances[j];
     }
-    --list.size;
+    list.setSize(list.size() - 1);
     return true;
 }
 
@@ -176,20 +176,20 @@ void NeighbourPool::assign(NeighbourList &list, const quint32 *newKeys, const qu
         memcpy(keys(list.block), newKeys, count * sizeof(quint32));
         memcpy(distances(list.block), newDistances, count * sizeof(quint16));
     }
-    list.size = count;
+    list.setSize(count);
 }
 
 void NeighbourPool::release(NeighbourList &list)
 {
-    if (list.capacityBits != NeighbourList::NoBlock)
-        m_free[list.capacityBits].push_back(list.block);
+    if (list.hasBlock())
+        m_free[list.capacityBits()].push_back(list.block);
     list = NeighbourList();
 }
 
 void NeighbourPool::append(NeighbourList &list, quint32 key, quint16 distance)
 {
-    reserve(list, list.size + 1);
-    keys(list.block)[list.size] = key;
-    distances(list.block)[list.size] = distance;
-    ++list.size;
+    reserve(list, list.size() + 1);
+    keys(list.block)[list.size()] = key;
+    distances(list.block)[list.size()] = distance;
+    list.setSize(list.size() + 1);
 }

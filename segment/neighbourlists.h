@@ -6,16 +6,26 @@
 
 // Where a cluster's neighbour list lies in the pool, and how long it is.
 // Kept inside the cluster's record, so that one memory access finds both.
+// Eight bytes: the block, and the length with log2 of the room in the
+// block in its top six bits.
 struct NeighbourList
 {
-    static constexpr quint8 NoBlock = 0xFF;
+    static constexpr quint32 NoBlock = 63;
 
     quint32 block = 0;
-    quint32 size = 0;
-    // log2 of the room in the block; NoBlock for a list without one.
-    quint8 capacityBits = NoBlock;
 
-    quint32 capacity() const { return capacityBits == NoBlock ? 0 : 1u << capacityBits; }
+    quint32 size() const { return m_sizeAndBits & SizeMask; }
+    void setSize(quint32 size) { m_sizeAndBits = (m_sizeAndBits & ~SizeMask) | size; }
+    // log2 of the room in the block; NoBlock for a list without one.
+    quint32 capacityBits() const { return m_sizeAndBits >> SizeBits; }
+    void setCapacityBits(quint32 bits) { m_sizeAndBits = size() | (bits << SizeBits); }
+    bool hasBlock() const { return capacityBits() != NoBlock; }
+    quint32 capacity() const { return hasBlock() ? 1u << capacityBits() : 0; }
+
+private:
+    static constexpr int SizeBits = 26;
+    static constexpr quint32 SizeMask = (1u << SizeBits) - 1;
+    quint32 m_sizeAndBits = NoBlock << SizeBits;
 };
 
 // The pool of every neighbour list. A list is a block with room for a power
@@ -45,13 +55,13 @@ public:
 
     View view(const NeighbourList &list) const
     {
-        if (list.capacityBits == NeighbourList::NoBlock)
+        if (!list.hasBlock())
             return View {nullptr, nullptr, 0};
-        return View {keys(list.block), distances(list.block), list.size};
+        return View {keys(list.block), distances(list.block), list.size()};
     }
     void prefetch(const NeighbourList &list) const
     {
-        if (list.capacityBits != NeighbourList::NoBlock) {
+        if (list.hasBlock()) {
             __builtin_prefetch(keys(list.block));
             __builtin_prefetch(distances(list.block));
         }

@@ -7,8 +7,10 @@
 #include "workingformat.h"
 
 #include "colour.h"
+#include "vectorclones.h"
 
 #include <algorithm>
+#include <cmath>
 
 Q_LOGGING_CATEGORY(lcSegment, "kestrova.segment", QtInfoMsg)
 
@@ -18,6 +20,7 @@ CSegmentor::CSegmentor(const QImage &image, int clusterSize)
     , m_height(image.height())
     , m_clusterthresh(qint16(clusterSize))
     , m_clusters(size_t(m_width) * size_t(m_height))
+    , m_eaters(m_clusters.size())
 {
     makeClusters();
     qCDebug(lcSegment) << "Clusters created";
@@ -67,41 +70,43 @@ void CSegmentor::makeClusters()
         cluster.m_deleted = false;
         cluster.m_pixelCount = 1;
         cluster.m_colour = qint32(colourOfValue[valueOf[c]]);
-        cluster.m_eater = qint32(c);
+        cluster.m_lab = m_colourLabs[size_t(cluster.m_colour)];
+        m_eaters[c] = qint32(c);
     }
     if (m_clusters.size() > 0)
         qCDebug(lcSegment) << "sizeof cluster is" << sizeof(CCluster);
 }
 
+namespace {
+
+// The distance from every cluster to the cluster `step` numbers on, for the
+// clusters 0 .. count - step - 1, as clabdiff() gives it (the sum of the
+// squares is an exact integer either way).
+KESTROVA_VECTOR_CLONES
+void distancesAhead(const qint16 *L, const qint16 *a, const qint16 *b, int count, int step,
+                    quint16 *out)
+{
+    for (int c = 0; c + step < count; ++c) {
+        const int dL = L[c] - L[c + step];
+        const int da = a[c] - a[c + step];
+        const int db = b[c] - b[c + step];
+        out[c] = quint16(int(std::sqrt(double(dL * dL + da * da + db * db))));
+    }
+}
+
+} // namespace
+
 // Every cluster gets its eight neighbours (fewer at the border) with their
-// distances, and its likeness, then is filed, row by row. A neighbour's
-// number grows along the list, so each list is built in order.
+// distances, and its likeness, then is filed, row by row. Each distance is
+// computed once for the pair, and a neighbour's number grows along the list
+// (x outer, y inner), so each list is written in order.
 void CSegmentor::wire()
 {
     // At a size below 1 every cluster is full from the start: it keeps no
     // neighbours, tells no one, and waits at 999.
     const bool full = m_clusterthresh < 1;
-    if (!full) {
-        for (int x = 0; x < m_width; ++x) {
-            for (int y = 0; y < m_height; ++y) {
-                const int c = clusterAt(x, y);
-                NeighbourList &list = at(c).m_neighbours;
-                list = m_pool.makeList(8);
-                quint16 least = 500;
-                for (int nx = std::max(x - 1, 0); nx <= std::min(x + 1, m_width - 1); ++nx) {
-                    for (int ny = std::max(y - 1, 0); ny <= std::min(y + 1, m_height - 1); ++ny) {
-                        if (nx == x && ny == y)
-                            continue;
-                        const int n = clusterAt(nx, ny);
-                        const quint16 distance = quint16(cdiff(c, n));
-                        m_pool.append(list, quint32(n), distance);
-                        least = std::min(least, distance);
-                    }
-                }
-                at(c).m_likeness = list.size == 0 ? 999 : least;
-            }
-        }
-    }
+    if (!full && m_clusters.size() > 0)
+        wireNeighbours();
     for (int y = 0; y < m_height; ++y) {
         for (int x = 0; x < m_width; ++x) {
             CCluster &cluster = at(clusterAt(x, y));
@@ -110,6 +115,61 @@ void CSegmentor::wire()
             const qint64 h = m_queue.Register(clusterAt(x, y), cluster.m_likeness);
             cluster.m_filedAt = quint16(handle2priority(quint64(h)));
             cluster.m_slot = handle2index(quint64(h));
+        }
+    }
+}
+
+void CSegmentor::wireNeighbours()
+{
+    const int count = int(m_clusters.size());
+    const int h = m_height;
+    const size_t size = m_clusters.size();
+    std::vector<qint16> L(size), a(size), b(size);
+    for (int c = 0; c < count; ++c) {
+        const Labstruct &colour = lab(c);
+        L[size_t(c)] = colour.L;
+        a[size_t(c)] = colour.a;
+        b[size_t(c)] = colour.b;
+    }
+    // Towards (x, y + 1), (x + 1, y), (x + 1, y + 1) and (x + 1, y - 1).
+    std::vector<quint16> down(size), right(size), downRight(size), upRight(size);
+    distancesAhead(L.data(), a.data(), b.data(), count, 1, down.data());
+    distancesAhead(L.data(), a.data(), b.data(), count, h, right.data());
+    distancesAhead(L.data(), a.data(), b.data(), count, h + 1, downRight.data());
+    distancesAhead(L.data(), a.data(), b.data(), count, h - 1, upRight.data());
+    for (int x = 0; x < m_width; ++x) {
+        for (int y = 0; y < h; ++y) {
+            const int c = clusterAt(x, y);
+            quint32 keys[8];
+            quint16 distances[8];
+            int n = 0;
+            auto add = [&](int key, quint16 distance) {
+                keys[n] = quint32(key);
+                distances[n++] = distance;
+            };
+            if (x > 0) {
+                if (y > 0)
+                    add(c - h - 1, downRight[size_t(c - h - 1)]);
+                add(c - h, right[size_t(c - h)]);
+                if (y + 1 < h)
+                    add(c - h + 1, upRight[size_t(c - h + 1)]);
+            }
+            if (y > 0)
+                add(c - 1, down[size_t(c - 1)]);
+            if (y + 1 < h)
+                add(c + 1, down[size_t(c)]);
+            if (x + 1 < m_width) {
+                if (y > 0)
+                    add(c + h - 1, upRight[size_t(c)]);
+                add(c + h, right[size_t(c)]);
+                if (y + 1 < h)
+                    add(c + h + 1, downRight[size_t(c)]);
+            }
+            CCluster &cluster = at(c);
+            cluster.m_neighbours = m_pool.makeList(8);
+            m_pool.assign(cluster.m_neighbours, keys, distances, quint32(n));
+            cluster.m_likeness
+                    = n == 0 ? 999 : std::min<quint16>(500, m_pool.least(cluster.m_neighbours));
         }
     }
 }
@@ -164,9 +224,10 @@ void CSegmentor::rollback()
         switch (entry->change) {
         case Change::Colour:
             cluster.m_colour = entry->previous;
+            cluster.m_lab = m_colourLabs[size_t(entry->previous)];
             break;
         case Change::Eater:
-            cluster.m_eater = entry->previous;
+            m_eaters[size_t(entry->cluster)] = entry->previous;
             break;
         case Change::Deleted:
             cluster.m_deleted = entry->previous != 0;
@@ -196,7 +257,9 @@ void CSegmentor::prefetchNext()
         return;
     int ahead[4];
     int found = 0;
-    for (auto it = bucket->rbegin(); it != bucket->rend() && found < 4; ++it) {
+    // Slots emptied by refiling are passed over, a few at the most.
+    auto it = bucket->rbegin();
+    for (int looked = 0; it != bucket->rend() && found < 4 && looked < 16; ++it, ++looked) {
         if (*it != CPriorQueue2::None)
             ahead[found++] = *it;
     }
@@ -223,12 +286,12 @@ void CSegmentor::prefetchNext()
 int CSegmentor::rootOf(int c)
 {
     int root = c;
-    while (at(root).m_eater != root)
-        root = at(root).m_eater;
+    while (m_eaters[size_t(root)] != root)
+        root = m_eaters[size_t(root)];
     // Every cluster on the way now points at the root.
-    while (at(c).m_eater != root) {
-        const int next = at(c).m_eater;
-        at(c).m_eater = root;
+    while (m_eaters[size_t(c)] != root) {
+        const int next = m_eaters[size_t(c)];
+        m_eaters[size_t(c)] = root;
         c = next;
     }
     return root;

@@ -12,10 +12,10 @@
 #include <utility>
 #include <vector>
 
-// One region of the segmentation, 32 bytes. Clusters live in one array of
-// the segmenter, numbered by creation: the cluster first seeded at pixel
-// (x, y) is number x * height + y, and every walk over neighbours goes by
-// these numbers.
+// One region of the segmentation: what a merge reads, in 32 bytes, two to
+// a cache line. Clusters live in one array of the segmenter, numbered by
+// creation: the cluster first seeded at pixel (x, y) is number
+// x * height + y, and every walk over neighbours goes by these numbers.
 struct CCluster
 {
     // The smallest distance to a neighbour, at most 500; 999 when the
@@ -26,16 +26,15 @@ struct CCluster
     quint16 m_filedAt;
     qint32 m_slot;
     qint32 m_pixelCount;
-    // The region's colour: its number in the segmenter's colour table.
-    qint32 m_colour;
-    // The cluster that ate this one, or itself: the pixels of a cluster
-    // are the pixels whose chain of eaters ends at it.
-    qint32 m_eater;
-    NeighbourList m_neighbours;
+    Labstruct m_lab;
     bool m_deleted;
+    NeighbourList m_neighbours;
+    // The number of the region's colour in the colour table.
+    qint32 m_colour;
 
     qint64 handle() const { return m_slot < 0 ? -1 : index2handle(m_filedAt, m_slot); }
 };
+static_assert(sizeof(CCluster) == 32, "two clusters to a cache line");
 
 // Greedy region merging, from one cluster per pixel. The cluster with the
 // smallest colour distance to a neighbour is taken from a bucket queue and
@@ -75,10 +74,7 @@ public:
     int clusterCount() const { return int(m_clusters.size()); }
     int clusterAt(int x, int y) const { return x * m_height + y; }
     const CCluster &cluster(int c) const { return m_clusters[size_t(c)]; }
-    const Labstruct &lab(int c) const
-    {
-        return m_colourLabs[size_t(m_clusters[size_t(c)].m_colour)];
-    }
+    const Labstruct &lab(int c) const { return m_clusters[size_t(c)].m_lab; }
     QRgb color(int c);
     int cdiff(int c, int other) const { return clabdiff(lab(c), lab(other)); }
     unsigned short likeness(int c) const { return m_clusters[size_t(c)].m_likeness; }
@@ -106,6 +102,7 @@ private:
     CCluster &at(int c) { return m_clusters[size_t(c)]; }
     void makeClusters();
     void wire();
+    void wireNeighbours();
     int rootOf(int c);
     struct Snapshot
     {
@@ -134,6 +131,10 @@ private:
     // 16-bit signed value.
     qint16 m_clusterthresh;
     LargeArray<CCluster> m_clusters;
+    // What only the pictures read, beside the clusters: the cluster that
+    // ate each one, or itself (the pixels of a cluster are those whose chain
+    // of eaters ends at it).
+    LargeArray<qint32> m_eaters;
     NeighbourPool m_pool;
     CPriorQueue2 m_queue;
     int m_prevval = 0;

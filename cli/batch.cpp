@@ -77,6 +77,7 @@ int runBatch(const CommandLine &commandLine)
     if (!prepare(commandLine, console, report))
         return 1;
     const std::vector<FileOutcome> outcomes = runJobs(commandLine, threads, console, report);
+    restoreLibraries();
     console.finish();
     QString error;
     const bool reportWritten = report.finish(&error);

@@ -28,6 +28,7 @@ FILE *messageStream()
     return stream;
 }
 thread_local QStringList *capturedMessages = nullptr;
+std::once_flag silenced;
 
 void messageHandler(QtMsgType type, const QMessageLogContext &context, const QString &message)
 {
@@ -193,12 +194,18 @@ QString withWarnings(const QString &reason, const QStringList &warnings)
 
 void silenceLibraries()
 {
-    static std::once_flag once;
-    std::call_once(once, [] {
+    std::call_once(silenced, [] {
         const int null = open("/dev/null", O_WRONLY);
         if (null >= 0) {
             dup2(null, STDERR_FILENO);
             close(null);
         }
     });
+}
+
+void restoreLibraries()
+{
+    FILE *stream = messageStream();
+    if (stream != stderr)
+        dup2(fileno(stream), STDERR_FILENO);
 }

@@ -86,7 +86,8 @@ void addOptions(QCommandLineParser &parser)
             {QStringLiteral("quality"), QStringLiteral("JPEG quality, 0..100 (default 100)."),
              QStringLiteral("N")},
             {{QStringLiteral("j"), QStringLiteral("jobs")},
-             QStringLiteral("Draw <N> files at once (default: one per processor core)."),
+             QStringLiteral("Draw <N> files at once, each taking about one picture's worth "
+                            "of memory (default: one per processor core)."),
              QStringLiteral("N")},
             {QStringLiteral("skip-existing"),
              QStringLiteral("Leave every drawing that already exists untouched; the summary "

@@ -14,6 +14,7 @@ constexpr qint64 RedrawInterval = 100; // ms
 constexpr int ShownSlots = 4;
 
 std::atomic<Console *> messageConsole {nullptr};
+thread_local QStringList *capturedMessages = nullptr;
 
 // stderr as the tool found it. The tool writes there through a copy of the
 // descriptor, so that silencing the libraries that print on their own
@@ -27,7 +28,8 @@ FILE *messageStream()
     }();
     return stream;
 }
-thread_local QStringList *capturedMessages = nullptr;
+
+// A stopped run is stopped for good: stderr is silenced once.
 std::once_flag silenced;
 
 void messageHandler(QtMsgType type, const QMessageLogContext &context, const QString &message)

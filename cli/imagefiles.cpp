@@ -13,6 +13,11 @@
 
 namespace {
 
+QString quoted(const QString &path)
+{
+    return QLatin1Char('\'') + path + QLatin1Char('\'');
+}
+
 QImage readWith(QImageReader &reader, QString *error, QStringList *warnings)
 {
     QImage image;
@@ -108,14 +113,12 @@ bool isStandardStream(const QString &path)
 
 QString inputName(const QString &path)
 {
-    return isStandardStream(path) ? QStringLiteral("standard input")
-                                  : QLatin1Char('\'') + path + QLatin1Char('\'');
+    return isStandardStream(path) ? QStringLiteral("standard input") : quoted(path);
 }
 
 QString outputName(const QString &path)
 {
-    return isStandardStream(path) ? QStringLiteral("standard output")
-                                  : QLatin1Char('\'') + path + QLatin1Char('\'');
+    return isStandardStream(path) ? QStringLiteral("standard output") : quoted(path);
 }
 
 QImage readPicture(const QString &path, bool autoOrient, QString *error, QStringList *warnings)

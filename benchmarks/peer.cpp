@@ -46,18 +46,18 @@ int kmeans(const cv::Mat &picture, int k)
     lab.reshape(1, int(colours.size())).convertTo(samples, CV_32F);
     cv::Mat labels, centres;
     const auto start = std::chrono::steady_clock::now();
-    const double compactness = cv::kmeans(
-            samples, k, labels, cv::TermCriteria(cv::TermCriteria::EPS, 0, 0.0), 1,
-            cv::KMEANS_PP_CENTERS, centres);
-    printf("k-means of %zu distinct colours, k = %d: %.1f ms (compactness %.0f)\n",
-           colours.size(), k, millisecondsSince(start), compactness);
+    const double compactness
+            = cv::kmeans(samples, k, labels, cv::TermCriteria(cv::TermCriteria::EPS, 0, 0.0), 1,
+                         cv::KMEANS_PP_CENTERS, centres);
+    printf("k-means of %zu distinct colours, k = %d: %.1f ms (compactness %.0f)\n", colours.size(),
+           k, millisecondsSince(start), compactness);
     return 0;
 }
 
 int segment(const cv::Mat &picture)
 {
-    cv::Ptr<cv::ximgproc::segmentation::GraphSegmentation> segmentation =
-            cv::ximgproc::segmentation::createGraphSegmentation(0.8, 20, 20);
+    cv::Ptr<cv::ximgproc::segmentation::GraphSegmentation> segmentation
+            = cv::ximgproc::segmentation::createGraphSegmentation(0.8, 20, 20);
     cv::Mat regions;
     const auto start = std::chrono::steady_clock::now();
     segmentation->processImage(picture, regions);

@@ -3,6 +3,8 @@
 #include <QStringList>
 
 #include <cstdio>
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace {
 
@@ -13,6 +15,22 @@ constexpr int ShownSlots = 4;
 
 std::atomic<Console *> messageConsole {nullptr};
 thread_local QStringList *capturedMessages = nullptr;
+
+// stderr as the tool found it. The tool writes there through a copy of the
+// descriptor, so that silencing the libraries that print on their own
+// (silenceLibraries()) leaves its own messages alone.
+FILE *messageStream()
+{
+    static FILE *const stream = [] {
+        const int copy = dup(STDERR_FILENO);
+        FILE *opened = copy >= 0 ? fdopen(copy, "w") : nullptr;
+        return opened ? opened : stderr;
+    }();
+    return stream;
+}
+
+// A stopped run is stopped for good: stderr is silenced once.
+std::once_flag silenced;
 
 void messageHandler(QtMsgType type, const QMessageLogContext &context, const QString &message)
 {
@@ -27,7 +45,7 @@ void messageHandler(QtMsgType type, const QMessageLogContext &context, const QSt
     if (Console *console = messageConsole.load())
         console->print(text);
     else
-        std::fprintf(stderr, "%s\n", qPrintable(text));
+        std::fprintf(messageStream(), "%s\n", qPrintable(text));
 }
 
 } // namespace
@@ -40,6 +58,7 @@ Console::Console(bool progressLine, int total, int slotCount, const QString &eff
     for (int i = 0; i < slotCount; ++i)
         m_slots.push_back(std::make_unique<Slot>());
     m_clock.start();
+    messageStream();
 }
 
 Console::~Console()
@@ -90,8 +109,8 @@ void Console::finish()
 {
     std::lock_guard<std::mutex> lock(m_mutex);
     if (m_lineShown)
-        std::fputs("\r\033[K", stderr);
-    std::fflush(stderr);
+        std::fputs("\r\033[K", messageStream());
+    std::fflush(messageStream());
     m_lineShown = false;
     m_finished = true;
 }
@@ -111,13 +130,14 @@ void Console::redrawIfDue()
 // Clears the progress line, prints `text` and draws the line again.
 void Console::writeLocked(const QString &text)
 {
+    FILE *stream = messageStream();
     if (m_lineShown)
-        std::fputs("\r\033[K", stderr);
-    std::fputs(text.toLocal8Bit().constData(), stderr);
+        std::fputs("\r\033[K", stream);
+    std::fputs(text.toLocal8Bit().constData(), stream);
     m_lineShown = m_progressLine && !m_finished;
     if (m_lineShown)
-        std::fputs(progressText().toLocal8Bit().constData(), stderr);
-    std::fflush(stderr);
+        std::fputs(progressText().toLocal8Bit().constData(), stream);
+    std::fflush(stream);
 }
 
 QString Console::progressText() const
@@ -165,4 +185,29 @@ WarningCapture::WarningCapture()
 WarningCapture::~WarningCapture()
 {
     capturedMessages = m_previous;
+}
+
+QString withWarnings(const QString &reason, const QStringList &warnings)
+{
+    if (warnings.isEmpty())
+        return reason;
+    return reason + QStringLiteral(" (") + warnings.join(QStringLiteral("; ")) + QLatin1Char(')');
+}
+
+void silenceLibraries()
+{
+    std::call_once(silenced, [] {
+        const int null = open("/dev/null", O_WRONLY);
+        if (null >= 0) {
+            dup2(null, STDERR_FILENO);
+            close(null);
+        }
+    });
+}
+
+void restoreLibraries()
+{
+    FILE *stream = messageStream();
+    if (stream != stderr)
+        dup2(fileno(stream), STDERR_FILENO);
 }

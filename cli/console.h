@@ -80,3 +80,14 @@ private:
     QStringList m_messages;
     QStringList *m_previous;
 };
+
+// `reason` and, in brackets, the warnings that explain it.
+QString withWarnings(const QString &reason, const QStringList &warnings);
+
+// Points stderr at /dev/null until restoreLibraries(). libpng reports a
+// failed write on stderr itself; once the run is stopped, the writes that
+// fail on purpose must not litter the terminal. The tool's own messages,
+// Qt's included, still go out.
+void silenceLibraries();
+// Points stderr back where it was, for whatever is said at exit.
+void restoreLibraries();

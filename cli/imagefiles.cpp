@@ -1,16 +1,25 @@
 #include "imagefiles.h"
 
 #include "console.h"
+#include "stop.h"
+#include "streams.h"
 #include "workingformat.h"
 
+#include <QBuffer>
 #include <QFileInfo>
 #include <QImageReader>
 #include <QImageWriter>
 #include <QSaveFile>
 
-QImage readPicture(const QString &path, QString *error, QStringList *warnings)
+namespace {
+
+QString quoted(const QString &path)
 {
-    QImageReader reader(path);
+    return QLatin1Char('\'') + path + QLatin1Char('\'');
+}
+
+QImage readWith(QImageReader &reader, QString *error, QStringList *warnings)
+{
     QImage image;
     bool ok = false;
     {
@@ -19,10 +28,7 @@ QImage readPicture(const QString &path, QString *error, QStringList *warnings)
         *warnings = capture.messages();
     }
     if (!ok) {
-        *error = reader.errorString();
-        if (!warnings->isEmpty())
-            *error += QStringLiteral(" (") + warnings->join(QStringLiteral("; "))
-                    + QLatin1Char(')');
+        *error = withWarnings(reader.errorString(), *warnings);
         warnings->clear();
         return {};
     }
@@ -36,6 +42,108 @@ QImage readPicture(const QString &path, QString *error, QStringList *warnings)
     return working;
 }
 
+// Encodes `image` into `target`; gives up once the run is stopped.
+bool encode(const QImage &image, QIODevice *target, const QByteArray &format, int quality,
+            QString *reason)
+{
+    StoppableWriter device(target);
+    QImageWriter writer(&device, format);
+    if (format == "jpeg")
+        writer.setQuality(quality);
+    WarningCapture capture;
+    if (writer.write(image))
+        return true;
+    *reason = stopRequested() ? stopText() : withWarnings(writer.errorString(), capture.messages());
+    return false;
+}
+
+// Why a write failed: the file's own error (a full disk, a size limit) when
+// there is one, it says more than the writer's. A short write records an
+// error without the system's reason; writing out the bytes still buffered
+// brings it out.
+QString writeFailure(QSaveFile &file, const QString &writerReason)
+{
+    file.flush();
+    if (file.error() != QFileDevice::NoError)
+        return file.errorString();
+    return writerReason;
+}
+
+bool writeFile(const QImage &image, const QString &path, const QByteArray &format, int quality,
+               QString *error)
+{
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly)) {
+        *error = file.errorString();
+        return false;
+    }
+    QString reason;
+    // commit() does not notice a failure to write out the last buffered
+    // bytes: flush them first and check.
+    if (!encode(image, &file, format, quality, &reason) || !file.flush()
+        || file.error() != QFileDevice::NoError) {
+        *error = writeFailure(file, reason);
+        file.cancelWriting();
+        return false;
+    }
+    if (!file.commit()) {
+        *error = file.errorString();
+        return false;
+    }
+    return true;
+}
+
+// The whole picture is encoded before the first byte goes out: a failure
+// leaves nothing on standard output.
+bool writeToStandardOutput(const QImage &image, const QByteArray &format, int quality,
+                           QString *error)
+{
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    return encode(image, &buffer, format, quality, error) && writeStandardOutput(bytes, error);
+}
+
+} // namespace
+
+bool isStandardStream(const QString &path)
+{
+    return path == QLatin1String("-");
+}
+
+QString inputName(const QString &path)
+{
+    return isStandardStream(path) ? QStringLiteral("standard input") : quoted(path);
+}
+
+QString outputName(const QString &path)
+{
+    return isStandardStream(path) ? QStringLiteral("standard output") : quoted(path);
+}
+
+QImage readPicture(const QString &path, bool autoOrient, QString *error, QStringList *warnings)
+{
+    QImageReader reader;
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    if (isStandardStream(path)) {
+        if (!readStandardInput(&bytes, error))
+            return {};
+        if (bytes.isEmpty()) {
+            *error = QStringLiteral("nothing came in");
+            return {};
+        }
+        buffer.open(QIODevice::ReadOnly);
+        reader.setDevice(&buffer);
+    } else {
+        reader.setFileName(path);
+    }
+    // Only when asked: the window shows pictures as they are stored.
+    if (autoOrient)
+        reader.setAutoTransform(true);
+    return readWith(reader, error, warnings);
+}
+
 QByteArray formatForPath(const QString &path)
 {
     const QString suffix = QFileInfo(path).suffix().toLower();
@@ -46,47 +154,10 @@ QByteArray formatForPath(const QString &path)
     return {};
 }
 
-namespace {
-
-// Why a write failed: the file's own error (a full disk, a size limit) when
-// there is one, it says more than the writer's. A short write records an
-// error without the system's reason; writing out the bytes still buffered
-// brings it out.
-QString writeFailure(QSaveFile &file, const QImageWriter &writer, const QStringList &warnings)
-{
-    file.flush();
-    if (file.error() != QFileDevice::NoError)
-        return file.errorString();
-    QString reason = writer.errorString();
-    if (!warnings.isEmpty())
-        reason += QStringLiteral(" (") + warnings.join(QStringLiteral("; ")) + QLatin1Char(')');
-    return reason;
-}
-
-} // namespace
-
 bool writePicture(const QImage &image, const QString &path, const QByteArray &format, int quality,
                   QString *error)
 {
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly)) {
-        *error = file.errorString();
-        return false;
-    }
-    QImageWriter writer(&file, format);
-    if (format == "jpeg")
-        writer.setQuality(quality);
-    WarningCapture capture;
-    // commit() does not notice a failure to write out the last buffered
-    // bytes: flush them first and check.
-    if (!writer.write(image) || !file.flush() || file.error() != QFileDevice::NoError) {
-        *error = writeFailure(file, writer, capture.messages());
-        file.cancelWriting();
-        return false;
-    }
-    if (!file.commit()) {
-        *error = file.errorString();
-        return false;
-    }
-    return true;
+    if (isStandardStream(path))
+        return writeToStandardOutput(image, format, quality, error);
+    return writeFile(image, path, format, quality, error);
 }

@@ -1,5 +1,6 @@
 #include "batch.h"
 #include "options.h"
+#include "stop.h"
 
 #include <QCoreApplication>
 #include <QImageReader>
@@ -15,6 +16,9 @@ int main(int argc, char *argv[])
     // A write past the file size limit then fails like any other write, and
     // is reported, instead of ending the process.
     std::signal(SIGXFSZ, SIG_IGN);
+    // Likewise a write to a pipe whose reader has gone.
+    std::signal(SIGPIPE, SIG_IGN);
+    installStopHandlers();
     // As in the window: photographs of up to 64 megapixels.
     QImageReader::setAllocationLimit(256);
 

@@ -1,31 +1,19 @@
 #include "options.h"
 
 #include "imagefiles.h"
+#include "inputs.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
-#include <QDir>
-#include <QFileInfo>
-#include <QHash>
 #include <QSet>
 #include <QThread>
 
 #include <climits>
+#include <unistd.h>
 
 namespace {
 
 const QString NoContour = QStringLiteral("no-contour");
-
-// Thrown by the checks below and turned into a usage error by the parser.
-struct Refusal
-{
-    QString message;
-};
-
-[[noreturn]] void refuse(const QString &message)
-{
-    throw Refusal {message};
-}
 
 QString optionLine(const QString &syntax, const QString &description)
 {
@@ -63,11 +51,19 @@ QString description()
                           "\n"
                           "  kestrova-cli EFFECT [options] INPUT OUTPUT\n"
                           "  kestrova-cli EFFECT [options] INPUT... -o DIR\n"
+                          "  kestrova-cli EFFECT [options] -r FOLDER... -o DIR\n"
                           "\n"
                           "The suffix of OUTPUT chooses its format: .png, .jpg or .jpeg. With -o,\n"
-                          "each drawing is written to DIR/<input name without suffix>.<format>.\n"
-                          "Exit status: 0 when every drawing was written, 1 when any file failed,\n"
-                          "2 for a usage error.\n"
+                          "each drawing is written to DIR/<input name without suffix>.<format>;\n"
+                          "with -r, the pictures in a FOLDER keep their place in its tree:\n"
+                          "FOLDER/trip/beach.jpg is drawn to DIR/trip/beach.<format>.\n"
+                          "INPUT - reads the picture from standard input; OUTPUT - writes the\n"
+                          "drawing to standard output, in the --format given (png by default).\n"
+                          "Ctrl-C or SIGTERM stops a run: the files in progress are abandoned and\n"
+                          "no partial file is left; --skip-existing then finishes the batch.\n"
+                          "Exit status: 0 when every drawing was written or skipped, 1 when any\n"
+                          "file failed, 2 for a usage error, 130 or 143 when stopped by SIGINT or\n"
+                          "SIGTERM.\n"
                           "\n")
             + effectsHelp().chopped(1);
 }
@@ -78,15 +74,35 @@ void addOptions(QCommandLineParser &parser)
             {{QStringLiteral("o"), QStringLiteral("output-dir")},
              QStringLiteral("Batch mode: write every drawing into <DIR>, created when missing."),
              QStringLiteral("DIR")},
+            {{QStringLiteral("r"), QStringLiteral("recursive")},
+             QStringLiteral("Batch mode: draw every picture in the folders among the inputs "
+                            "and their subfolders (png, jpg, jpeg, bmp, tif, tiff, gif, webp; "
+                            "hidden files and folders left out), in the same tree under "
+                            "<DIR>.")},
             {QStringLiteral("format"),
-             QStringLiteral("Batch mode: format of the drawings, png or jpg (default png)."),
+             QStringLiteral("Format of the drawings with -o or OUTPUT -, png or jpg "
+                            "(default png)."),
              QStringLiteral("FORMAT")},
             {QStringLiteral("quality"), QStringLiteral("JPEG quality, 0..100 (default 100)."),
              QStringLiteral("N")},
             {{QStringLiteral("j"), QStringLiteral("jobs")},
-             QStringLiteral("Draw <N> files at once (default: one per processor core)."),
+             QStringLiteral("Draw <N> files at once, each taking about one picture's worth "
+                            "of memory (default: one per processor core)."),
              QStringLiteral("N")},
-            {QStringLiteral("quiet"), QStringLiteral("No progress line.")},
+            {QStringLiteral("skip-existing"),
+             QStringLiteral("Leave every drawing that already exists untouched; the summary "
+                            "counts them. Runs an interrupted batch to its end.")},
+            {QStringLiteral("auto-orient"),
+             QStringLiteral("Turn each picture upright as its EXIF orientation says before "
+                            "drawing (phone photos). Off by default: the window shows "
+                            "pictures as stored, and the drawings match its own.")},
+            {QStringLiteral("report"),
+             QStringLiteral("Write a JSON record of every file to <FILE> (- for stderr): "
+                            "input, output, effect, settings, status, error, size and the "
+                            "read, effect and write times."),
+             QStringLiteral("FILE")},
+            {QStringLiteral("quiet"),
+             QStringLiteral("No progress line, and no summary at the end of a batch.")},
             {QStringLiteral("timings"),
              QStringLiteral("Print the read, effect and write times of every file.")},
     });
@@ -163,79 +179,62 @@ EffectSettings effectSettings(const QCommandLineParser &parser, const Effect &ef
     return settings;
 }
 
-// The same file however it is spelled: symbolic links and relative parts
-// resolved as far as the path exists.
-QString fileIdentity(const QString &path)
+QByteArray batchFormat(const QCommandLineParser &parser, QString *suffix)
 {
-    const QFileInfo info(path);
-    const QString canonical = info.canonicalFilePath();
-    if (!canonical.isEmpty())
-        return canonical;
-    const QString folder = QFileInfo(info.absolutePath()).canonicalFilePath();
-    if (!folder.isEmpty())
-        return folder + QLatin1Char('/') + info.fileName();
-    return QDir::cleanPath(info.absoluteFilePath());
+    const QString name = parser.isSet(QStringLiteral("format"))
+            ? parser.value(QStringLiteral("format")).toLower()
+            : QStringLiteral("png");
+    *suffix = name == QLatin1String("jpeg") ? QStringLiteral("jpg") : name;
+    const QByteArray format = formatForPath(QStringLiteral("drawing.") + *suffix);
+    if (format.isEmpty())
+        refuse(QStringLiteral("--format must be png or jpg, not '%1'").arg(name));
+    return format;
 }
 
-std::vector<FileJob> singleJob(const QCommandLineParser &parser, const QStringList &positional)
+QByteArray singleFormat(const QCommandLineParser &parser, const QString &output)
 {
+    if (isStandardStream(output)) {
+        // A picture would only garble the terminal.
+        if (isatty(STDOUT_FILENO))
+            refuse(QStringLiteral(
+                    "standard output is a terminal: send the drawing to a file or a pipe"));
+        QString suffix;
+        return batchFormat(parser, &suffix);
+    }
     if (parser.isSet(QStringLiteral("format")))
-        refuse(QStringLiteral(
-                "--format applies with -o only; the suffix of OUTPUT chooses the format"));
-    if (positional.size() < 3)
-        refuse(QStringLiteral("give an INPUT and an OUTPUT, or INPUT... -o DIR"));
-    if (positional.size() > 3)
-        refuse(QStringLiteral(
-                "too many arguments: give one INPUT and one OUTPUT, or INPUT... -o DIR"));
-    const QString output = positional.at(2);
+        refuse(QStringLiteral("--format applies with -o or OUTPUT - only; the suffix of OUTPUT "
+                              "chooses the format"));
     const QByteArray format = formatForPath(output);
     if (format.isEmpty())
         refuse(QStringLiteral(
                        "cannot tell the format of '%1' from its suffix: use .png, .jpg or .jpeg")
                        .arg(output));
-    return {FileJob {positional.at(1), output, format}};
+    return format;
 }
 
-std::vector<FileJob> batchJobs(const QCommandLineParser &parser, const QStringList &positional)
+std::vector<FileJob> singleJob(const QCommandLineParser &parser, const QStringList &positional)
+{
+    if (parser.isSet(QStringLiteral("r")))
+        refuse(QStringLiteral("-r needs -o DIR"));
+    if (positional.size() < 3)
+        refuse(QStringLiteral("give an INPUT and an OUTPUT, or INPUT... -o DIR"));
+    if (positional.size() > 3)
+        refuse(QStringLiteral(
+                "too many arguments: give one INPUT and one OUTPUT, or INPUT... -o DIR"));
+    refuseFolder(positional.at(1));
+    const QString output = positional.at(2);
+    return {FileJob {positional.at(1), output, singleFormat(parser, output)}};
+}
+
+std::vector<FileJob> batchJobs(const QCommandLineParser &parser, const QStringList &positional,
+                               QStringList *notes)
 {
     if (positional.size() < 2)
         refuse(QStringLiteral("no INPUT given"));
-    const QString formatName = parser.isSet(QStringLiteral("format"))
-            ? parser.value(QStringLiteral("format")).toLower()
-            : QStringLiteral("png");
-    const QString suffix = formatName == QLatin1String("jpeg") ? QStringLiteral("jpg") : formatName;
-    const QByteArray format = formatForPath(QStringLiteral("drawing.") + suffix);
-    if (format.isEmpty())
-        refuse(QStringLiteral("--format must be png or jpg, not '%1'").arg(formatName));
-    const QDir folder(parser.value(QStringLiteral("o")));
-    std::vector<FileJob> jobs;
-    for (int i = 1; i < positional.size(); ++i) {
-        const QString input = positional.at(i);
-        const QString name = QFileInfo(input).completeBaseName() + QLatin1Char('.') + suffix;
-        jobs.push_back(FileJob {input, folder.filePath(name), format});
-    }
-    return jobs;
-}
-
-// Refuses outputs that would overwrite an input, and two inputs that would
-// write the same file.
-void checkOutputs(const std::vector<FileJob> &jobs)
-{
-    QSet<QString> inputs;
-    for (const FileJob &job : jobs)
-        inputs.insert(fileIdentity(job.input));
-    QHash<QString, QString> writers;
-    for (const FileJob &job : jobs) {
-        const QString output = fileIdentity(job.output);
-        if (inputs.contains(output))
-            refuse(QStringLiteral("'%1' is also an input; refusing to overwrite it")
-                           .arg(job.output));
-        const auto earlier = writers.constFind(output);
-        if (earlier != writers.constEnd())
-            refuse(QStringLiteral("'%1' and '%2' would both be written to '%3'")
-                           .arg(earlier.value(), job.input, job.output));
-        writers.insert(output, job.input);
-    }
+    BatchTarget target;
+    target.folder = parser.value(QStringLiteral("o"));
+    target.format = batchFormat(parser, &target.suffix);
+    return batchJobs(positional.mid(1), target, parser.isSet(QStringLiteral("r")), notes);
 }
 
 // Qt's help text, with the program's name in the usage line however it was
@@ -259,8 +258,9 @@ CommandLine checkedCommandLine(const QCommandLineParser &parser)
     const bool batch = parser.isSet(QStringLiteral("o"));
     if (batch)
         line.outputDir = parser.value(QStringLiteral("o"));
-    line.jobs = batch ? batchJobs(parser, positional) : singleJob(parser, positional);
-    checkOutputs(line.jobs);
+    line.reportPath = parser.value(QStringLiteral("report"));
+    line.jobs = batch ? batchJobs(parser, positional, &line.notes) : singleJob(parser, positional);
+    checkOutputs(line.jobs, line.reportPath);
     if (parser.isSet(QStringLiteral("quality")))
         line.quality = integerValue(parser, QStringLiteral("quality"), 0, 100);
     line.threads = parser.isSet(QStringLiteral("j"))
@@ -268,10 +268,17 @@ CommandLine checkedCommandLine(const QCommandLineParser &parser)
             : qMax(1, QThread::idealThreadCount());
     line.quiet = parser.isSet(QStringLiteral("quiet"));
     line.timings = parser.isSet(QStringLiteral("timings"));
+    line.skipExisting = parser.isSet(QStringLiteral("skip-existing"));
+    line.autoOrient = parser.isSet(QStringLiteral("auto-orient"));
     return line;
 }
 
 } // namespace
+
+void refuse(const QString &message)
+{
+    throw Refusal {message};
+}
 
 ParseOutcome parseCommandLine(const QStringList &arguments)
 {
@@ -283,10 +290,12 @@ ParseOutcome parseCommandLine(const QStringList &arguments)
     parser.addPositionalArgument(QStringLiteral("effect"),
                                  QStringLiteral("pen, pencil, poster or color."),
                                  QStringLiteral("EFFECT"));
-    parser.addPositionalArgument(QStringLiteral("input"), QStringLiteral("The pictures to draw."),
-                                 QStringLiteral("INPUT..."));
+    parser.addPositionalArgument(
+            QStringLiteral("input"),
+            QStringLiteral("The pictures to draw (folders with -r, - for stdin)."),
+            QStringLiteral("INPUT..."));
     parser.addPositionalArgument(QStringLiteral("output"),
-                                 QStringLiteral("The drawing to write, without -o."),
+                                 QStringLiteral("The drawing to write, without -o (- for stdout)."),
                                  QStringLiteral("[OUTPUT]"));
     ParseOutcome outcome;
     if (!parser.parse(arguments)) {

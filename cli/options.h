@@ -9,6 +9,7 @@
 #include <vector>
 
 // One picture to make: where it comes from, where it goes and in which format.
+// "-" stands for standard input or output.
 struct FileJob
 {
     QString input;
@@ -23,10 +24,16 @@ struct CommandLine
     std::vector<FileJob> jobs;
     // Batch mode only: the folder that receives every result.
     QString outputDir;
+    // Where the JSON report goes, "-" for stderr; empty for none.
+    QString reportPath;
+    // Said on stderr before the work starts (folders without pictures).
+    QStringList notes;
     int quality = 100;
     int threads = 1;
     bool quiet = false;
     bool timings = false;
+    bool skipExisting = false;
+    bool autoOrient = false;
 };
 
 struct ParseOutcome
@@ -40,5 +47,13 @@ struct ParseOutcome
 };
 
 // Parses and checks the arguments (program name first). Nothing on disk is
-// changed; input files are not opened.
+// changed; input files are not opened, folders given with -r are listed.
 ParseOutcome parseCommandLine(const QStringList &arguments);
+
+// Thrown by the checks of the command line and turned into a usage error.
+struct Refusal
+{
+    QString message;
+};
+
+[[noreturn]] void refuse(const QString &message);

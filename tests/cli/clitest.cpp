@@ -13,12 +13,15 @@
 
 #include <vector>
 
+#include <fcntl.h>
+#include <pty.h>
+#include <unistd.h>
+
 namespace clitest {
 
-RunResult runCli(const QStringList &arguments, const QString &workingDirectory,
-                 const std::function<void()> &childSetup)
+void startCli(QProcess &process, const QStringList &arguments, const QString &workingDirectory,
+              const std::function<void()> &childSetup)
 {
-    QProcess process;
     process.setProgram(QStringLiteral(KESTROVA_CLI_PATH));
     process.setArguments(arguments);
     if (!workingDirectory.isEmpty())
@@ -26,13 +29,77 @@ RunResult runCli(const QStringList &arguments, const QString &workingDirectory,
     if (childSetup)
         process.setChildProcessModifier(childSetup);
     process.start();
+}
+
+namespace {
+
+RunResult waitForCli(QProcess &process)
+{
     RunResult result;
     result.finished = process.waitForFinished(120000);
     result.exitStatus = process.exitStatus();
     result.exitCode = process.exitCode();
-    result.out = QString::fromLocal8Bit(process.readAllStandardOutput());
+    result.outBytes = process.readAllStandardOutput();
+    result.out = QString::fromLocal8Bit(result.outBytes);
     result.err = QString::fromLocal8Bit(process.readAllStandardError());
     return result;
+}
+
+} // namespace
+
+RunResult runCli(const QStringList &arguments, const QString &workingDirectory,
+                 const std::function<void()> &childSetup)
+{
+    QProcess process;
+    startCli(process, arguments, workingDirectory, childSetup);
+    return waitForCli(process);
+}
+
+RunResult runCliWithInput(const QStringList &arguments, const QByteArray &input,
+                          const QString &workingDirectory)
+{
+    QProcess process;
+    startCli(process, arguments, workingDirectory);
+    process.write(input);
+    process.closeWriteChannel();
+    return waitForCli(process);
+}
+
+PseudoTerminal::PseudoTerminal()
+{
+    if (openpty(&m_master, &m_slave, nullptr, nullptr, nullptr) != 0) {
+        m_master = -1;
+        m_slave = -1;
+        return;
+    }
+    fcntl(m_master, F_SETFL, fcntl(m_master, F_GETFL) | O_NONBLOCK);
+}
+
+PseudoTerminal::~PseudoTerminal()
+{
+    if (m_slave >= 0)
+        ::close(m_slave);
+    if (m_master >= 0)
+        ::close(m_master);
+}
+
+std::function<void()> PseudoTerminal::attach(int descriptor) const
+{
+    const int slave = m_slave;
+    return [slave, descriptor] { dup2(slave, descriptor); };
+}
+
+QByteArray PseudoTerminal::read()
+{
+    if (m_slave >= 0) {
+        ::close(m_slave);
+        m_slave = -1;
+    }
+    QByteArray written;
+    char buffer[4096];
+    for (ssize_t n; (n = ::read(m_master, buffer, sizeof buffer)) > 0;)
+        written.append(buffer, n);
+    return written;
 }
 
 QString dataPath(const QString &name)

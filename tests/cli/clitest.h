@@ -24,12 +24,44 @@ struct RunResult
     int exitCode = -1;
     QString out;
     QString err;
+    // Standard output byte for byte: a picture, with OUTPUT -.
+    QByteArray outBytes;
 };
 
-// Runs kestrova-cli with `arguments` in `workingDirectory` (the test's own
+// Starts kestrova-cli with `arguments` in `workingDirectory` (the test's own
 // when empty). `childSetup` runs in the child before the tool starts.
+void startCli(QProcess &process, const QStringList &arguments, const QString &workingDirectory = {},
+              const std::function<void()> &childSetup = {});
+// Runs kestrova-cli as startCli() starts it, and waits for it.
 RunResult runCli(const QStringList &arguments, const QString &workingDirectory = {},
                  const std::function<void()> &childSetup = {});
+// As runCli(), with `input` on the tool's standard input.
+RunResult runCliWithInput(const QStringList &arguments, const QByteArray &input,
+                          const QString &workingDirectory = {});
+
+// A pseudo-terminal for the tool's stderr: the tool then draws its progress
+// line there.
+class PseudoTerminal
+{
+public:
+    PseudoTerminal();
+    ~PseudoTerminal();
+    PseudoTerminal(const PseudoTerminal &) = delete;
+    PseudoTerminal &operator=(const PseudoTerminal &) = delete;
+
+    bool isOpen() const { return m_master >= 0; }
+    // A childSetup for startCli() and runCli() that makes this terminal the
+    // tool's `descriptor`, stderr unless told.
+    std::function<void()> attach(int descriptor = 2) const;
+    // Everything the tool has written there and this side has not read yet.
+    // Closes this side's copy of the tool's end first, once the tool is
+    // started, so that nothing blocks after the tool has ended.
+    QByteArray read();
+
+private:
+    int m_master = -1;
+    int m_slave = -1;
+};
 
 // A file of the committed test data.
 QString dataPath(const QString &name);

@@ -1,13 +1,12 @@
-// The progress line kestrova-cli draws when stderr is a terminal.
+// The progress line kestrova-cli draws when stderr is a terminal, and the
+// summary line at the end of a batch.
 
 #include "clitest.h"
 
+#include <QDir>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
-
-#include <fcntl.h>
-#include <pty.h>
-#include <unistd.h>
 
 using namespace clitest;
 
@@ -18,8 +17,10 @@ class CliTerminalTest : public QObject
 private slots:
     void initTestCase();
     void progressLineOnTerminal();
+    void quietTerminal_data();
     void quietTerminal();
     void errorsClearTheLine();
+    void summaryCountsSkipped();
 
 private:
     // Runs the tool with stderr on a pseudo-terminal and returns what it wrote
@@ -28,6 +29,24 @@ private:
 
     QTemporaryDir m_dir;
 };
+
+namespace {
+
+// Splits off the summary line that ends a batch on a terminal, after the
+// progress line is cleared for good. Empty when it is not there.
+QByteArray takeSummary(QByteArray *written)
+{
+    static const QRegularExpression summary(
+            QStringLiteral("\\r\\x1b\\[K(kestrova-cli: \\d+ written, \\d+ skipped, \\d+ failed in "
+                           "\\d+\\.\\d s)\\r\\n$"));
+    const QRegularExpressionMatch match = summary.match(QString::fromUtf8(*written));
+    if (!match.hasMatch())
+        return {};
+    written->truncate(match.capturedStart(1));
+    return match.captured(1).toUtf8();
+}
+
+} // namespace
 
 void CliTerminalTest::initTestCase()
 {
@@ -39,34 +58,29 @@ void CliTerminalTest::initTestCase()
 
 QByteArray CliTerminalTest::runOnTerminal(const QStringList &arguments, int *exitCode)
 {
-    int master = -1;
-    int slave = -1;
-    if (openpty(&master, &slave, nullptr, nullptr, nullptr) != 0)
+    PseudoTerminal terminal;
+    if (!terminal.isOpen())
         return "openpty failed";
-    const RunResult result
-            = runCli(arguments, m_dir.path(), [slave] { dup2(slave, STDERR_FILENO); });
-    ::close(slave);
+    const RunResult result = runCli(arguments, m_dir.path(), terminal.attach());
     *exitCode = result.finished && result.exitStatus == QProcess::NormalExit ? result.exitCode : -1;
-    fcntl(master, F_SETFL, fcntl(master, F_GETFL) | O_NONBLOCK);
-    QByteArray written;
-    char buffer[4096];
-    for (ssize_t n; (n = ::read(master, buffer, sizeof buffer)) > 0;)
-        written.append(buffer, n);
-    ::close(master);
-    return written;
+    return terminal.read();
 }
 
 void CliTerminalTest::progressLineOnTerminal()
 {
     int exitCode = -1;
-    const QByteArray written = runOnTerminal({QStringLiteral("pencil"), QStringLiteral("-j"),
-                                              QStringLiteral("1"), QStringLiteral("in0.png"),
-                                              QStringLiteral("in1.png"), QStringLiteral("in2.png"),
-                                              QStringLiteral("-o"), QStringLiteral("out")},
-                                             &exitCode);
+    QByteArray written = runOnTerminal({QStringLiteral("pencil"), QStringLiteral("-j"),
+                                        QStringLiteral("1"), QStringLiteral("in0.png"),
+                                        QStringLiteral("in1.png"), QStringLiteral("in2.png"),
+                                        QStringLiteral("-o"), QStringLiteral("out")},
+                                       &exitCode);
     QCOMPARE(exitCode, 0);
     QVERIFY2(written.startsWith("kestrova-cli: 0/3 files"), written.constData());
-    // Every redraw starts by clearing the line, and the line is gone at the end.
+    // Every redraw starts by clearing the line, and the line is gone before
+    // the summary.
+    const QByteArray summary = takeSummary(&written);
+    QVERIFY2(summary.startsWith("kestrova-cli: 3 written, 0 skipped, 0 failed in "),
+             written.constData());
     QVERIFY2(written.endsWith("\r\033[K"), written.constData());
     QVERIFY(!written.contains('\n'));
     const QList<QByteArray> lines = written.split('\r');
@@ -77,12 +91,18 @@ void CliTerminalTest::progressLineOnTerminal()
     }
 }
 
+void CliTerminalTest::quietTerminal_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::newRow("one file") << QStringList {"pen", "--quiet", "in0.png", "q.png"};
+    QTest::newRow("batch") << QStringList {"pen", "--quiet", "in0.png", "in1.png", "-o", "quiet"};
+}
+
 void CliTerminalTest::quietTerminal()
 {
+    QFETCH(QStringList, arguments);
     int exitCode = -1;
-    const QByteArray written = runOnTerminal({QStringLiteral("pen"), QStringLiteral("--quiet"),
-                                              QStringLiteral("in0.png"), QStringLiteral("q.png")},
-                                             &exitCode);
+    const QByteArray written = runOnTerminal(arguments, &exitCode);
     QCOMPARE(exitCode, 0);
     QCOMPARE(written, QByteArray());
 }
@@ -90,17 +110,40 @@ void CliTerminalTest::quietTerminal()
 void CliTerminalTest::errorsClearTheLine()
 {
     int exitCode = -1;
-    const QByteArray written = runOnTerminal(
-            {QStringLiteral("pen"), QStringLiteral("-j"), QStringLiteral("1"),
-             QStringLiteral("in0.png"), QStringLiteral("missing.png"), QStringLiteral("in1.png"),
-             QStringLiteral("-o"), QStringLiteral("errors")},
-            &exitCode);
+    QByteArray written = runOnTerminal({QStringLiteral("pen"), QStringLiteral("-j"),
+                                        QStringLiteral("1"), QStringLiteral("in0.png"),
+                                        QStringLiteral("missing.png"), QStringLiteral("in1.png"),
+                                        QStringLiteral("-o"), QStringLiteral("errors")},
+                                       &exitCode);
     QCOMPARE(exitCode, 1);
     // The message starts at the beginning of a cleared line and ends it.
     QVERIFY2(
             written.contains("\r\033[Kkestrova-cli: cannot read 'missing.png': File not found\r\n"),
             written.constData());
+    QVERIFY2(takeSummary(&written).startsWith("kestrova-cli: 2 written, 0 skipped, 1 failed in "),
+             written.constData());
     QVERIFY2(written.endsWith("\r\033[K"), written.constData());
+}
+
+void CliTerminalTest::summaryCountsSkipped()
+{
+    const QStringList arguments {QStringLiteral("pen"),     QStringLiteral("--skip-existing"),
+                                 QStringLiteral("in0.png"), QStringLiteral("in1.png"),
+                                 QStringLiteral("in2.png"), QStringLiteral("-o"),
+                                 QStringLiteral("skipping")};
+    QVERIFY(QDir(m_dir.path()).mkpath(QStringLiteral("skipping")));
+    QVERIFY(writeBytes(m_dir.filePath(QStringLiteral("skipping/in1.png")), "there already"));
+    int exitCode = -1;
+    QByteArray written = runOnTerminal(arguments, &exitCode);
+    QCOMPARE(exitCode, 0);
+    QVERIFY2(takeSummary(&written).startsWith("kestrova-cli: 2 written, 1 skipped, 0 failed in "),
+             written.constData());
+    written = runOnTerminal(arguments, &exitCode);
+    QCOMPARE(exitCode, 0);
+    QVERIFY2(takeSummary(&written).startsWith("kestrova-cli: 0 written, 3 skipped, 0 failed in "),
+             written.constData());
+    QCOMPARE(fileBytes(m_dir.filePath(QStringLiteral("skipping/in1.png"))),
+             QByteArray("there already"));
 }
 
 QTEST_GUILESS_MAIN(CliTerminalTest)

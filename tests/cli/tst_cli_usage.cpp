@@ -5,6 +5,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -20,6 +21,7 @@ private slots:
     void init();
 
     void helpListsEffectsAndOptions();
+    void helpDocumentsEveryOption();
     void versionIsPrinted();
     void valueOutOfRange_data();
     void valueOutOfRange();
@@ -73,15 +75,53 @@ void CliUsageTest::helpListsEffectsAndOptions()
     const RunResult result = runCli({QStringLiteral("--help")});
     CLI_EXPECT_EXIT(result, 0);
     QVERIFY(result.out.startsWith(QLatin1String("Usage: kestrova-cli ")));
-    const char *expected[] = {"  pen ",           "  pencil ",           "  poster ",
-                              "  color ",         "--black <N>",         "--density <N>",
-                              "--no-contour",     "--contour-black <N>", "--colors <N>",
-                              "--threshold <N>",  "--brush <N>",         "-o, --output-dir",
-                              "-j, --jobs",       "--quality",           "--format",
-                              "--quiet",          "--timings",           "0..255 (default 150)",
-                              "1..10 (default 6)"};
+    const char *expected[]
+            = {"  pen ",           "  pencil ",       "  poster ",    "  color ",
+               "--black <N>",      "--density <N>",   "--no-contour", "--contour-black <N>",
+               "--colors <N>",     "--threshold <N>", "--brush <N>",  "0..255 (default 150)",
+               "1..10 (default 6)"};
     for (const char *text : expected)
         QVERIFY2(result.out.contains(QLatin1String(text)), text);
+}
+
+// Every option of the tool, each with its description, and what the
+// options and arguments mean together.
+void CliUsageTest::helpDocumentsEveryOption()
+{
+    const RunResult result = runCli({QStringLiteral("--help")});
+    CLI_EXPECT_EXIT(result, 0);
+    const QString options = result.out.section(QLatin1String("\nOptions:\n"), 1)
+                                    .section(QLatin1String("\nArguments:\n"), 0, 0);
+    const char *documented[] = {"-o, --output-dir <DIR>  Batch mode: write every drawing",
+                                "-r, --recursive         Batch mode: draw every picture in the "
+                                "folders",
+                                "--format <FORMAT>       Format of the drawings with -o or "
+                                "OUTPUT -",
+                                "--quality <N>           JPEG quality",
+                                "-j, --jobs <N>          Draw <N> files at once",
+                                "--skip-existing         Leave every drawing that already exists",
+                                "--auto-orient           Turn each picture upright",
+                                "--report <FILE>         Write a JSON record of every file",
+                                "--quiet                 No progress line",
+                                "--timings               Print the read, effect and write times"};
+    for (const char *text : documented)
+        QVERIFY2(options.contains(QLatin1String(text)), text);
+    // Only these and Qt's own --help, --help-all and --version.
+    QCOMPARE(options.count(QRegularExpression(QStringLiteral("^  -"),
+                                              QRegularExpression::MultilineOption)),
+             int(std::size(documented)) + 3);
+    const char *explained[] = {"-r FOLDER... -o DIR",
+                               "FOLDER/trip/beach.jpg is drawn to DIR/trip/beach.<format>",
+                               "hidden files and folders left out",
+                               "INPUT - reads the picture from standard input",
+                               "OUTPUT - writes the drawing to standard output",
+                               "Off by default: the window shows pictures as stored",
+                               "(- for stderr)",
+                               "130 or 143 when stopped by SIGINT or SIGTERM"};
+    // Qt wraps the descriptions.
+    const QString text = result.out.simplified();
+    for (const char *phrase : explained)
+        QVERIFY2(text.contains(QLatin1String(phrase)), phrase);
 }
 
 void CliUsageTest::versionIsPrinted()

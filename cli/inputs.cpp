@@ -1,0 +1,145 @@
+#include "inputs.h"
+
+#include "imagefiles.h"
+
+#include <QDir>
+#include <QDirIterator>
+#include <QFileInfo>
+#include <QHash>
+#include <QImageReader>
+#include <QSet>
+
+namespace {
+
+// The suffixes of the pictures taken from folders, as far as this Qt has a
+// reader for them.
+QSet<QString> pictureSuffixes()
+{
+    const QList<QByteArray> readable = QImageReader::supportedImageFormats();
+    QSet<QString> suffixes;
+    for (const char *suffix : {"png", "jpg", "jpeg", "bmp", "tif", "tiff", "gif", "webp"}) {
+        if (readable.contains(suffix))
+            suffixes.insert(QLatin1String(suffix));
+    }
+    return suffixes;
+}
+
+// Where `output` lies inside `folder`, relative to it; empty when it lies
+// elsewhere, is the folder itself or does not exist yet.
+QString nestedFolder(const QString &folder, const QString &output)
+{
+    const QString root = QFileInfo(folder).canonicalFilePath();
+    const QString inner = QFileInfo(output).canonicalFilePath();
+    if (root.isEmpty() || inner.isEmpty())
+        return {};
+    const QString relative = QDir(root).relativeFilePath(inner);
+    if (relative == QLatin1String(".") || relative.startsWith(QLatin1String("../")))
+        return {};
+    return relative;
+}
+
+// The pictures in `folder` and its subfolders, relative to it and sorted.
+// Hidden files and folders are left out (a camera's thumbnails), and so is
+// the output folder when it lies inside: a second run must not draw the
+// drawings of the first. Links to folders are not followed.
+QStringList picturesIn(const QString &folder, const QString &outputFolder)
+{
+    static const QSet<QString> suffixes = pictureSuffixes();
+    const QString skipped = nestedFolder(folder, outputFolder);
+    const QDir root(QFileInfo(folder).absoluteFilePath());
+    QStringList found;
+    QDirIterator entries(root.path(), QDir::Files, QDirIterator::Subdirectories);
+    while (entries.hasNext()) {
+        const QString path = entries.next();
+        if (!suffixes.contains(entries.fileInfo().suffix().toLower()))
+            continue;
+        const QString relative = root.relativeFilePath(path);
+        if (skipped.isEmpty() || !relative.startsWith(skipped + QLatin1Char('/')))
+            found << relative;
+    }
+    found.sort();
+    return found;
+}
+
+QString drawingName(const QString &relativePath, const BatchTarget &target)
+{
+    const QFileInfo info(relativePath);
+    return QDir::cleanPath(target.folder + QLatin1Char('/') + info.path() + QLatin1Char('/')
+                           + info.completeBaseName() + QLatin1Char('.') + target.suffix);
+}
+
+// The same file however it is spelled: symbolic links and relative parts
+// resolved as far as the path exists.
+QString fileIdentity(const QString &path)
+{
+    const QFileInfo info(path);
+    const QString canonical = info.canonicalFilePath();
+    if (!canonical.isEmpty())
+        return canonical;
+    const QString folder = QFileInfo(info.absolutePath()).canonicalFilePath();
+    if (!folder.isEmpty())
+        return folder + QLatin1Char('/') + info.fileName();
+    return QDir::cleanPath(info.absoluteFilePath());
+}
+
+} // namespace
+
+void refuseFolder(const QString &input)
+{
+    if (!isStandardStream(input) && QFileInfo(input).isDir())
+        refuse(QStringLiteral("'%1' is a folder: add -r to draw the pictures in it").arg(input));
+}
+
+std::vector<FileJob> batchJobs(const QStringList &inputs, const BatchTarget &target, bool recursive,
+                               QStringList *notes)
+{
+    std::vector<FileJob> jobs;
+    for (const QString &input : inputs) {
+        if (isStandardStream(input))
+            refuse(QStringLiteral("standard input ('-') takes one OUTPUT, not -o"));
+        if (!recursive || !QFileInfo(input).isDir()) {
+            refuseFolder(input);
+            jobs.push_back(FileJob {input, drawingName(QFileInfo(input).fileName(), target),
+                                    target.format});
+            continue;
+        }
+        const QStringList pictures = picturesIn(input, target.folder);
+        if (pictures.isEmpty())
+            *notes << QStringLiteral("no pictures in '%1'").arg(input);
+        for (const QString &picture : pictures)
+            jobs.push_back(FileJob {QDir::cleanPath(input + QLatin1Char('/') + picture),
+                                    drawingName(picture, target), target.format});
+    }
+    return jobs;
+}
+
+void checkOutputs(const std::vector<FileJob> &jobs, const QString &reportPath)
+{
+    QSet<QString> inputs;
+    for (const FileJob &job : jobs) {
+        if (!isStandardStream(job.input))
+            inputs.insert(fileIdentity(job.input));
+    }
+    QHash<QString, QString> writers;
+    for (const FileJob &job : jobs) {
+        if (isStandardStream(job.output))
+            continue;
+        const QString output = fileIdentity(job.output);
+        if (inputs.contains(output))
+            refuse(QStringLiteral("'%1' is also an input; refusing to overwrite it")
+                           .arg(job.output));
+        const auto earlier = writers.constFind(output);
+        if (earlier != writers.constEnd())
+            refuse(QStringLiteral("'%1' and '%2' would both be written to '%3'")
+                           .arg(earlier.value(), job.input, job.output));
+        writers.insert(output, job.input);
+    }
+    if (reportPath.isEmpty() || isStandardStream(reportPath))
+        return;
+    const QString report = fileIdentity(reportPath);
+    if (inputs.contains(report))
+        refuse(QStringLiteral("'%1' is also an input; refusing to overwrite it").arg(reportPath));
+    if (writers.contains(report))
+        refuse(QStringLiteral("the report '%1' would overwrite the drawing of '%2'")
+                       .arg(reportPath, writers.value(report)));
+}

@@ -1,0 +1,96 @@
+#include "streams.h"
+
+#include "console.h"
+#include "stop.h"
+
+#include <cerrno>
+#include <cstring>
+#include <poll.h>
+#include <unistd.h>
+
+namespace {
+
+// How often a wait on a pipe looks at the stop flag.
+constexpr int PollInterval = 100; // ms
+
+// Waits until `descriptor` is ready for `events`; false when the run is
+// stopped first.
+bool waitUntilReady(int descriptor, short events)
+{
+    pollfd entry {descriptor, events, 0};
+    while (!stopRequested()) {
+        const int ready = poll(&entry, 1, PollInterval);
+        if (ready > 0 || (ready < 0 && errno != EINTR))
+            return true; // the read or write that follows tells what happened
+    }
+    return false;
+}
+
+QString systemError()
+{
+    return QString::fromLocal8Bit(std::strerror(errno));
+}
+
+} // namespace
+
+bool readStandardInput(QByteArray *bytes, QString *error)
+{
+    char block[65536];
+    for (;;) {
+        if (!waitUntilReady(STDIN_FILENO, POLLIN)) {
+            *error = stopText();
+            return false;
+        }
+        const ssize_t count = read(STDIN_FILENO, block, sizeof block);
+        if (count == 0)
+            return true;
+        if (count > 0) {
+            bytes->append(block, count);
+        } else if (errno != EINTR && errno != EAGAIN) {
+            *error = systemError();
+            return false;
+        }
+    }
+}
+
+bool writeStandardOutput(const QByteArray &bytes, QString *error)
+{
+    const char *next = bytes.constData();
+    qint64 left = bytes.size();
+    while (left > 0) {
+        if (!waitUntilReady(STDOUT_FILENO, POLLOUT)) {
+            *error = stopText();
+            return false;
+        }
+        const ssize_t count = write(STDOUT_FILENO, next, size_t(left));
+        if (count > 0) {
+            next += count;
+            left -= count;
+        } else if (count < 0 && errno != EINTR && errno != EAGAIN) {
+            *error = systemError();
+            return false;
+        }
+    }
+    return true;
+}
+
+StoppableWriter::StoppableWriter(QIODevice *target)
+    : m_target(target)
+{
+    open(QIODevice::WriteOnly | QIODevice::Unbuffered);
+}
+
+qint64 StoppableWriter::readData(char *, qint64)
+{
+    return -1;
+}
+
+qint64 StoppableWriter::writeData(const char *data, qint64 size)
+{
+    if (stopRequested()) {
+        silenceLibraries();
+        setErrorString(stopText());
+        return -1;
+    }
+    return m_target->write(data, size);
+}

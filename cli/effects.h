@@ -43,10 +43,8 @@ struct Effect
     bool contourSwitch;
     // Whether the effect reads the edge map.
     bool needsEdges;
-    // Null while the effect is not part of this build.
     EffectFunction run;
 
-    bool isAvailable() const { return run != nullptr; }
     const EffectOption *option(const QString &name) const;
     EffectSettings defaults() const;
 };

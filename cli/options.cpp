@@ -24,12 +24,9 @@ QString effectsHelp()
 {
     QString text = QStringLiteral("Effects and their options:\n");
     for (const Effect &effect : effects()) {
-        text += QStringLiteral("  %1 %2%3\n")
+        text += QStringLiteral("  %1 %2\n")
                         .arg(QLatin1String(effect.name), -8)
-                        .arg(QLatin1String(effect.summary),
-                             effect.isAvailable()
-                                     ? QString()
-                                     : QStringLiteral(" (not available in this version)"));
+                        .arg(QLatin1String(effect.summary));
         for (const EffectOption &option : effect.options) {
             text += optionLine(QStringLiteral("--%1 <N>").arg(QLatin1String(option.name)),
                                QStringLiteral("%1, %2..%3 (default %4)")
@@ -150,9 +147,6 @@ const Effect &chosenEffect(const QStringList &positional)
         refuse(QStringLiteral("unknown effect '%1' (choose %2)")
                        .arg(positional.first(), names.join(QStringLiteral(", "))));
     }
-    if (!effect->isAvailable())
-        refuse(QStringLiteral("the %1 effect is not available in this version")
-                       .arg(QLatin1String(effect->name)));
     return *effect;
 }
 

@@ -4,7 +4,7 @@
 set -euo pipefail
 cd "$(dirname "$0")"
 preset="${1:-ci}"
-scripts/install-deps.sh
+scripts/install-deps.sh --tests
 cmake --preset "$preset"
 cmake --build --preset "$preset"
 ctest --preset "$preset"

@@ -19,6 +19,7 @@
 #include <QRadialGradient>
 #include <QString>
 #include <QTextStream>
+#include <QTransform>
 
 #include <cmath>
 #include <cstdio>
@@ -58,8 +59,27 @@ void paintBlob(QPainter &p, QPointF centre, qreal radius, const QColor &colour)
     p.drawEllipse(centre, radius, radius);
 }
 
-// At 48 pixels the scale is exactly kOversample, as the window icon has
-// always been drawn.
+// The palette: a wide oval with a notch on its lower right edge and a thumb
+// hole, on the 48-unit canvas. Subtracting one path from another turns the
+// curves into straight pieces about half a unit long, which shows as corners
+// on large icons; so the subtraction is done `detail` times larger and the
+// result scaled back.
+QPainterPath paletteShape(qreal detail)
+{
+    const QTransform up = QTransform::fromScale(detail, detail);
+    QPainterPath palette;
+    palette.addEllipse(QRectF(2.0, 9.0, 42.0, 33.0));
+    QPainterPath notch;
+    notch.addEllipse(QRectF(31.0, 29.0, 14.0, 12.0));
+    QPainterPath thumbHole;
+    thumbHole.addEllipse(QRectF(27.5, 27.0, 6.0, 5.0));
+    const QPainterPath shape
+            = up.map(palette).subtracted(up.map(notch)).subtracted(up.map(thumbHole));
+    return up.inverted().map(shape);
+}
+
+// At 48 pixels the scale is exactly kOversample and the palette is cut at
+// the canvas's own size, as the window icon has always been drawn.
 QImage drawPainter(int size = kSize)
 {
     QImage canvas = newCanvas(size);
@@ -68,14 +88,7 @@ QImage drawPainter(int size = kSize)
     const qreal scale = qreal(size * kOversample) / kSize;
     p.scale(scale, scale);
 
-    // Palette: a wide oval with a notch on its lower right edge and a thumb hole.
-    QPainterPath palette;
-    palette.addEllipse(QRectF(2.0, 9.0, 42.0, 33.0));
-    QPainterPath notch;
-    notch.addEllipse(QRectF(31.0, 29.0, 14.0, 12.0));
-    QPainterPath thumbHole;
-    thumbHole.addEllipse(QRectF(27.5, 27.0, 6.0, 5.0));
-    palette = palette.subtracted(notch).subtracted(thumbHole);
+    const QPainterPath palette = paletteShape(size == kSize ? 1.0 : scale);
 
     // Soft drop shadow under the palette.
     p.save();

@@ -28,7 +28,14 @@ offered()
 {
     COMP_WORDS=(kestrova-cli "$@")
     COMP_CWORD=$((${#COMP_WORDS[@]} - 1))
-    COMP_LINE="${COMP_WORDS[*]}"
+    # The line as typed: bash splits "--format=png" into three words.
+    local word previous=""
+    COMP_LINE=""
+    for word in "${COMP_WORDS[@]}"; do
+        [ -n "$COMP_LINE" ] && [ "$word" != "=" ] && [ "$previous" != "=" ] && COMP_LINE+=" "
+        COMP_LINE+=$word
+        previous=$word
+    done
     COMP_POINT=${#COMP_LINE}
     COMPREPLY=()
     _kestrova_cli kestrova-cli "${COMP_WORDS[COMP_CWORD]}" "${COMP_WORDS[COMP_CWORD - 1]}"
@@ -101,6 +108,7 @@ expect "" pen --d   # the pen has no density
 # Option values.
 expect "jpg png" pencil --format ''
 expect "jpg" pencil -o out --format j
+expect "jpg png" pencil --format = ''   # --format=<TAB>: bash splits at the =
 expect "photos" pen -o ''
 expect "photos" pen --output-dir ''
 expect "" pencil --density ''
@@ -111,6 +119,7 @@ expect "" pen -j ''
 expect "CASTLE.JPEG beach.jpg photos portrait.png" pen ''
 expect "CASTLE.JPEG beach.jpg photos portrait.png" -j 2 pencil --density 4 ''
 expect "CASTLE.JPEG beach.jpg photos portrait.png" pen beach.jpg ''
+expect "CASTLE.JPEG beach.jpg photos portrait.png" pen --black = 200 ''
 expect "portrait.png" pencil por
 expect "photos/inside.png" pen photos/
 

@@ -4,6 +4,7 @@
 #include "edgemap.h"
 #include "filechooser.h"
 #include "helpdialog.h"
+#include "kestrova_version.h"
 #include "progress.h"
 #include "workingformat.h"
 
@@ -25,8 +26,8 @@ Q_LOGGING_CATEGORY(lcFiles, "kestrova.files")
 
 namespace {
 
-const char AboutText[] = "Kestrova Pro 2.0: photographs into pen, pencil, poster and colour "
-                         "sketches.";
+const char AboutText[] = "Kestrova Pro, version " KESTROVA_VERSION
+                         ": photographs into pen, pencil, poster and colour sketches.";
 const char WebsiteAddress[] = "https://kestrova.example/";
 
 // The folder of an existing file without links or dots; empty when the file

@@ -1,4 +1,5 @@
 #include "batch.h"
+#include "kestrova_version.h"
 #include "options.h"
 #include "stop.h"
 
@@ -12,7 +13,7 @@ int main(int argc, char *argv[])
 {
     QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("kestrova-cli"));
-    QCoreApplication::setApplicationVersion(QStringLiteral(KESTROVA_CLI_VERSION));
+    QCoreApplication::setApplicationVersion(QStringLiteral(KESTROVA_VERSION));
     // A write past the file size limit then fails like any other write, and
     // is reported, instead of ending the process.
     std::signal(SIGXFSZ, SIG_IGN);

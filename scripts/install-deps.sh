@@ -1,6 +1,8 @@
-#!/usr/bin/env bash
-# Installs the Debian packages Kestrova needs to build, test and run, when
-# any is missing. Nothing but Debian packages is downloaded.
+#!/ usr / bin / env bash
+#Installs the Debian packages Kestrova needs to build, test and run, when
+#any is missing.Nothing but Debian packages is downloaded.
+#scripts / install - deps.sh[--tests][PACKAGE...]
+#-- tests adds what the packaging tests run; other arguments are more packages.
 set -euo pipefail
 
 packages=(
@@ -8,19 +10,31 @@ packages=(
     qt6-base-dev qt6-base-dev-tools libgl-dev
     qt6-image-formats-plugins   # TIFF and other readers for the open dialog
 )
-packages+=("$@")
-
-missing=()
-for package in "${packages[@]}"; do
-    if ! dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed"; then
-        missing+=("$package")
+test_packages=(
+    desktop-file-utils  # desktop-file-validate
+    appstream           # appstreamcli validate
+    dpkg-dev            # dpkg-shlibdeps, which cpack -G DEB runs for Depends
+    bash-completion     # the completion test loads it as an interactive bash would
+    man-db              # man --warnings renders the manual pages
+)
+for argument in "$@";
+do
+    if
+        ["$argument" = --tests]; then
+        packages+=("${test_packages[@]}")
+    else
+        packages+=("$argument")
     fi
 done
-[ ${#missing[@]} -eq 0 ] && exit 0
 
-echo "Installing: ${missing[*]}"
-sudo=""
-[ "$(id -u)" -eq 0 ] || sudo="sudo"
-export DEBIAN_FRONTEND=noninteractive
-$sudo apt-get update -qq
-$sudo apt-get install -y -qq "${missing[@]}"
+missing=()
+for package in "${packages[@]}";
+do
+    if
+        !dpkg - query - W - f
+                = '${Status}' "$package" 2 > / dev / null | grep - q "install ok installed";
+then missing += ("$package")fi done[$ { #                                        missing[@] } - eq 0] &&exit 0
+
+        echo "Installing: ${missing[*]}" sudo
+        = ""["$(id -u)" - eq 0] || sudo = "sudo" export DEBIAN_FRONTEND = noninteractive $sudo apt
+        - get update - qq $sudo apt - get install - y - qq "${missing[@]}"

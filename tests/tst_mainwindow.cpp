@@ -1,4 +1,5 @@
 #include "helpdialog.h"
+#include "kestrova_version.h"
 #include "windowfixture.h"
 
 #include <QDesktopServices>
@@ -6,6 +7,8 @@
 #include <QGraphicsPixmapItem>
 #include <QImageReader>
 #include <QMessageBox>
+#include <QProcess>
+#include <QRegularExpression>
 #include <QSettings>
 #include <QSignalSpy>
 #include <QTest>
@@ -85,6 +88,7 @@ private slots:
     void saveWritesTheResult();
     void saveWithoutSuffixWritesNothing();
     void helpAboutAndWebsite();
+    void aboutShowsTheVersionOfTheTool();
     void languageChangeEmptiesTheValueLabels();
 };
 
@@ -381,6 +385,30 @@ void TestMainWindow::helpAboutAndWebsite()
     QDesktopServices::unsetUrlHandler("https");
     QCOMPARE(catcher.urls.size(), 1);
     QVERIFY(catcher.urls.first().isValid());
+}
+
+void TestMainWindow::aboutShowsTheVersionOfTheTool()
+{
+    QProcess cli;
+    cli.start(QStringLiteral(KESTROVA_CLI_PATH), {QStringLiteral("--version")});
+    QVERIFY(cli.waitForFinished(30000));
+    const QString versionLine = QString::fromUtf8(cli.readAllStandardOutput()).trimmed();
+    const auto match = QRegularExpression("^kestrova-cli (\\d+\\.\\d+\\.\\d+)$").match(versionLine);
+    QVERIFY2(match.hasMatch(), qPrintable(versionLine));
+    const QString version = match.captured(1);
+    QCOMPARE(version, QStringLiteral(KESTROVA_VERSION));
+
+    QString aboutText;
+    QTimer::singleShot(0, this, [&aboutText] {
+        if (auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget())) {
+            aboutText = box->text();
+            box->close();
+        }
+    });
+    m_window->ui->actionAbout->trigger();
+    QVERIFY2(aboutText.contains(QStringLiteral("version ") + version + QLatin1Char(':')),
+             qPrintable(aboutText));
+    QVERIFY2(!aboutText.contains(QLatin1Char('\n')), "the about text is one line");
 }
 
 void TestMainWindow::languageChangeEmptiesTheValueLabels()

@@ -1,8 +1,11 @@
 // Draws the two application icons:
 //   painter_48.png  - a painter's palette with an artist's brush (window icon)
 //   1403_Globe.png  - a globe (Help > Website action)
+// and, given a second folder, the same painter icon at the sizes the desktop
+// shows it (kestrova-16.png ... kestrova-512.png).
 //
-// Usage: kestrova-draw-icons [output-folder]   (default: the current folder)
+// Usage: kestrova-draw-icons [output-folder [desktop-icon-folder]]
+//        (default: the current folder)
 // Run it with QT_QPA_PLATFORM=offscreen where no display is available.
 // The PNGs it writes are committed; rerun only when the artwork changes.
 
@@ -16,6 +19,7 @@
 #include <QRadialGradient>
 #include <QString>
 #include <QTextStream>
+#include <QTransform>
 
 #include <cmath>
 #include <cstdio>
@@ -27,16 +31,20 @@ namespace {
 constexpr int kSize = 48;
 constexpr int kOversample = 8;
 
-QImage newCanvas()
+// The sizes of the desktop's icon theme, and one large enough for software
+// centres and high-density screens.
+constexpr int kDesktopSizes[] = {16, 32, 48, 64, 128, 256, 512};
+
+QImage newCanvas(int size = kSize)
 {
-    QImage image(kSize * kOversample, kSize * kOversample, QImage::Format_ARGB32_Premultiplied);
+    QImage image(size * kOversample, size * kOversample, QImage::Format_ARGB32_Premultiplied);
     image.fill(Qt::transparent);
     return image;
 }
 
-QImage finish(const QImage &canvas)
+QImage finish(const QImage &canvas, int size = kSize)
 {
-    return canvas.scaled(kSize, kSize, Qt::IgnoreAspectRatio, Qt::SmoothTransformation)
+    return canvas.scaled(size, size, Qt::IgnoreAspectRatio, Qt::SmoothTransformation)
             .convertToFormat(QImage::Format_ARGB32);
 }
 
@@ -51,21 +59,36 @@ void paintBlob(QPainter &p, QPointF centre, qreal radius, const QColor &colour)
     p.drawEllipse(centre, radius, radius);
 }
 
-QImage drawPainter()
+// The palette: a wide oval with a notch on its lower right edge and a thumb
+// hole, on the 48-unit canvas. Subtracting one path from another turns the
+// curves into straight pieces about half a unit long, which shows as corners
+// on large icons; so the subtraction is done `detail` times larger and the
+// result scaled back.
+QPainterPath paletteShape(qreal detail)
 {
-    QImage canvas = newCanvas();
-    QPainter p(&canvas);
-    p.setRenderHint(QPainter::Antialiasing);
-    p.scale(kOversample, kOversample);
-
-    // Palette: a wide oval with a notch on its lower right edge and a thumb hole.
+    const QTransform up = QTransform::fromScale(detail, detail);
     QPainterPath palette;
     palette.addEllipse(QRectF(2.0, 9.0, 42.0, 33.0));
     QPainterPath notch;
     notch.addEllipse(QRectF(31.0, 29.0, 14.0, 12.0));
     QPainterPath thumbHole;
     thumbHole.addEllipse(QRectF(27.5, 27.0, 6.0, 5.0));
-    palette = palette.subtracted(notch).subtracted(thumbHole);
+    const QPainterPath shape
+            = up.map(palette).subtracted(up.map(notch)).subtracted(up.map(thumbHole));
+    return up.inverted().map(shape);
+}
+
+// At 48 pixels the scale is exactly kOversample and the palette is cut at
+// the canvas's own size, as the window icon has always been drawn.
+QImage drawPainter(int size = kSize)
+{
+    QImage canvas = newCanvas(size);
+    QPainter p(&canvas);
+    p.setRenderHint(QPainter::Antialiasing);
+    const qreal scale = qreal(size * kOversample) / kSize;
+    p.scale(scale, scale);
+
+    const QPainterPath palette = paletteShape(size == kSize ? 1.0 : scale);
 
     // Soft drop shadow under the palette.
     p.save();
@@ -159,7 +182,7 @@ QImage drawPainter()
     p.restore();
 
     p.end();
-    return finish(canvas);
+    return finish(canvas, size);
 }
 
 QImage drawGlobe()
@@ -272,6 +295,21 @@ bool save(const QImage &image, const QDir &dir, const QString &name)
     return true;
 }
 
+bool saveDesktopIcons(const QDir &dir)
+{
+    bool ok = true;
+    for (int size : kDesktopSizes)
+        ok = save(drawPainter(size), dir, QStringLiteral("kestrova-%1.png").arg(size)) && ok;
+    return ok;
+}
+
+bool exists(const QDir &dir)
+{
+    if (!dir.exists())
+        std::fprintf(stderr, "no such folder: %s\n", qPrintable(dir.path()));
+    return dir.exists();
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
@@ -279,11 +317,12 @@ int main(int argc, char *argv[])
     QGuiApplication app(argc, argv);
     const QStringList args = QGuiApplication::arguments();
     const QDir out(args.size() > 1 ? args.at(1) : QDir::currentPath());
-    if (!out.exists()) {
-        std::fprintf(stderr, "no such folder: %s\n", qPrintable(out.path()));
+    const QDir desktop(args.size() > 2 ? args.at(2) : QString());
+    if (!exists(out) || (args.size() > 2 && !exists(desktop)))
         return 2;
-    }
     bool ok = save(drawPainter(), out, QStringLiteral("painter_48.png"));
     ok = save(drawGlobe(), out, QStringLiteral("1403_Globe.png")) && ok;
+    if (args.size() > 2)
+        ok = saveDesktopIcons(desktop) && ok;
     return ok ? 0 : 1;
 }

@@ -1,6 +1,6 @@
-#The Debian package : cpack - G DEB in a build folder writes
-#kestrova_ < version> _ < architecture>.deb with everything the install rules put
-#under / usr.
+# The Debian package: cpack -G DEB in a build folder writes
+# kestrova_<version>_<architecture>.deb with everything the install rules put
+# under /usr.
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME kestrova)
@@ -23,15 +23,15 @@ set(CPACK_DEBIAN_PACKAGE_SECTION graphics)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_PACKAGE_HOMEPAGE ${PROJECT_HOMEPAGE_URL})
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
-#Depends : computed by dpkg - shlibdeps from the libraries the two programs
-#link(Qt, the C++ runtime, libc), with the versions they need.
+# Depends: computed by dpkg-shlibdeps from the libraries the two programs
+# link (Qt, the C++ runtime, libc), with the versions they need.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-#Qt loads these plugins at run time, so no linker entry names them : TIFF and
-#other pictures in the open dialog, and a native Wayland window(without it
-#the window runs through XWayland).
+# Qt loads these plugins at run time, so no linker entry names them: TIFF and
+# other pictures in the open dialog, and a native Wayland window (without it
+# the window runs through XWayland).
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "qt6-image-formats-plugins, qt6-wayland")
 
-#No source package; should anyone make one, the builds stay out of it.
+# No source package; should anyone make one, the builds stay out of it.
 set(CPACK_SOURCE_IGNORE_FILES "/\\\\.git/" "/build/" "/\\\\.cache/")
 
 include(CPack)

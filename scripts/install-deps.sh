@@ -1,8 +1,8 @@
-#!/ usr / bin / env bash
-#Installs the Debian packages Kestrova needs to build, test and run, when
-#any is missing.Nothing but Debian packages is downloaded.
-#scripts / install - deps.sh[--tests][PACKAGE...]
-#-- tests adds what the packaging tests run; other arguments are more packages.
+#!/usr/bin/env bash
+# Installs the Debian packages Kestrova needs to build, test and run, when
+# any is missing. Nothing but Debian packages is downloaded.
+#   scripts/install-deps.sh [--tests] [PACKAGE...]
+# --tests adds what the packaging tests run; other arguments are more packages.
 set -euo pipefail
 
 packages=(
@@ -17,10 +17,8 @@ test_packages=(
     bash-completion     # the completion test loads it as an interactive bash would
     man-db              # man --warnings renders the manual pages
 )
-for argument in "$@";
-do
-    if
-        ["$argument" = --tests]; then
+for argument in "$@"; do
+    if [ "$argument" = --tests ]; then
         packages+=("${test_packages[@]}")
     else
         packages+=("$argument")
@@ -28,13 +26,16 @@ do
 done
 
 missing=()
-for package in "${packages[@]}";
-do
-    if
-        !dpkg - query - W - f
-                = '${Status}' "$package" 2 > / dev / null | grep - q "install ok installed";
-then missing += ("$package")fi done[$ { #                                        missing[@] } - eq 0] &&exit 0
+for package in "${packages[@]}"; do
+    if ! dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed"; then
+        missing+=("$package")
+    fi
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
 
-        echo "Installing: ${missing[*]}" sudo
-        = ""["$(id -u)" - eq 0] || sudo = "sudo" export DEBIAN_FRONTEND = noninteractive $sudo apt
-        - get update - qq $sudo apt - get install - y - qq "${missing[@]}"
+echo "Installing: ${missing[*]}"
+sudo=""
+[ "$(id -u)" -eq 0 ] || sudo="sudo"
+export DEBIAN_FRONTEND=noninteractive
+$sudo apt-get update -qq
+$sudo apt-get install -y -qq "${missing[@]}"

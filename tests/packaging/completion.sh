@@ -1,66 +1,71 @@
-#!/ usr / bin / env bash
-#Completes kestrova - cli command lines with the bash completion script, as
-#bash - completion would on a TAB, and checks what it offers.
-#Usage : completion.sh COMPLETION - SCRIPT KESTROVA - CLI
-script = $(realpath "$1") cli = $(realpath "$2")
+#!/usr/bin/env bash
+# Completes kestrova-cli command lines with the bash completion script, as
+# bash-completion would on a TAB, and checks what it offers.
+# Usage: completion.sh COMPLETION-SCRIPT KESTROVA-CLI
+script=$(realpath "$1")
+cli=$(realpath "$2")
 
-        if[!-r / usr / share / bash - completion / bash_completion];
-then echo "bash-completion is missing: scripts/install-deps.sh --tests installs it" > & 2 exit 1 fi
-#bash - completion is written for interactive shells : no - e, no - u.
-                                                                                              source
-                        / usr / share / bash
-                - completion / bash_completion source "$script" PATH
-        = "$(dirname " $cli "):$PATH"
+if [ ! -r /usr/share/bash-completion/bash_completion ]; then
+    echo "bash-completion is missing: scripts/install-deps.sh --tests installs it" >&2
+    exit 1
+fi
+# bash-completion is written for interactive shells: no -e, no -u.
+source /usr/share/bash-completion/bash_completion
+source "$script"
+PATH="$(dirname "$cli"):$PATH"
 
-        folder
-        = $(mktemp - d) trap 'rm -rf "$folder"' EXIT cd "$folder"
-        || exit 1 mkdir photos touch beach.jpg CASTLE.JPEG notes.txt portrait.png photos
-                / inside.png
+folder=$(mktemp -d)
+trap 'rm -rf "$folder"' EXIT
+cd "$folder" || exit 1
+mkdir photos
+touch beach.jpg CASTLE.JPEG notes.txt portrait.png photos/inside.png
 
-                          failures
-        = 0
+failures=0
 
-#Prints, sorted and on one line, what a TAB offers after the words given;
-#the last word is the one being completed('' for a new word).
-        offered()
+# Prints, sorted and on one line, what a TAB offers after the words given;
+# the last word is the one being completed ('' for a new word).
+offered()
 {
     COMP_WORDS=(kestrova-cli "$@")
-    COMP_CWORD=$((${
-#        COMP_WORDS[@]} - 1))
-#The line as typed : bash splits "--format=png" into three words.
+    COMP_CWORD=$((${#COMP_WORDS[@]} - 1))
+    # The line as typed: bash splits "--format=png" into three words.
     local word previous=""
     COMP_LINE=""
-    for word in "${COMP_WORDS[@]}";
-    do
-        [-n "$COMP_LINE"] && ["$word" != "="] && ["$previous" != "="] &&COMP_LINE += " " COMP_LINE
-                += $word previous = $word done COMP_POINT = $ {#COMP_LINE} COMPREPLY
-                = () _kestrova_cli kestrova
-                        - cli "${COMP_WORDS[COMP_CWORD]}"
-                              "${COMP_WORDS[COMP_CWORD - 1]}" printf '%s\n' "${COMPREPLY[@]}"
-                | sort | tr '\n' ' ' | sed 's/ $//'
+    for word in "${COMP_WORDS[@]}"; do
+        [ -n "$COMP_LINE" ] && [ "$word" != "=" ] && [ "$previous" != "=" ] && COMP_LINE+=" "
+        COMP_LINE+=$word
+        previous=$word
+    done
+    COMP_POINT=${#COMP_LINE}
+    COMPREPLY=()
+    _kestrova_cli kestrova-cli "${COMP_WORDS[COMP_CWORD]}" "${COMP_WORDS[COMP_CWORD - 1]}"
+    printf '%s\n' "${COMPREPLY[@]}" | sort | tr '\n' ' ' | sed 's/ $//'
 }
 
-#expect "WHAT IS OFFERED" WORDS... : exactly these completions.
+# expect "WHAT IS OFFERED" WORDS...: exactly these completions.
 expect()
 {
-    local wanted = $1 shift local got got = $(offered "$@") if["$got" != "$wanted"];
-    then echo "FAIL: kestrova-cli $* <TAB>" echo "  offered:  $got" echo
-              "  expected: $wanted" failures
-            = $((failures + 1)) fi
+    local wanted=$1
+    shift
+    local got
+    got=$(offered "$@")
+    if [ "$got" != "$wanted" ]; then
+        echo "FAIL: kestrova-cli $* <TAB>"
+        echo "  offered:  $got"
+        echo "  expected: $wanted"
+        failures=$((failures + 1))
+    fi
 }
 
-#includes "WORD..." --WORDS... : at least these completions, and none of the
-#words after "but not".
+# includes "WORD..." -- WORDS...: at least these completions, and none of the
+# words after "but not".
 includes()
 {
-    local wanted = () unwanted = () word while["$1" != "--"];
-    do
-        if
-            ["$1" = "but-not"];
-    then shift while["$1" != "--"];
-    do
-        unwanted += ("$1");
-    shift; done
+    local wanted=() unwanted=() word
+    while [ "$1" != "--" ]; do
+        if [ "$1" = "but-not" ]; then
+            shift
+            while [ "$1" != "--" ]; do unwanted+=("$1"); shift; done
             break
         fi
         wanted+=("$1")
@@ -69,55 +74,57 @@ includes()
     shift
     local got
     got=" $(offered "$@") "
-    for word in "${wanted[@]}";
-    do
-        if
-            [[$got != *" $word " * ]]; then
+    for word in "${wanted[@]}"; do
+        if [[ $got != *" $word "* ]]; then
             echo "FAIL: kestrova-cli $* <TAB> does not offer $word (offers:$got)"
             failures=$((failures + 1))
         fi
     done
-    for word in "${unwanted[@]}";
-    do
-        if
-            [[$got == *" $word " * ]];
-    then echo "FAIL: kestrova-cli $* <TAB> offers $word (offers:$got)" failures
-            = $((failures + 1)) fi done
+    for word in "${unwanted[@]}"; do
+        if [[ $got == *" $word "* ]]; then
+            echo "FAIL: kestrova-cli $* <TAB> offers $word (offers:$got)"
+            failures=$((failures + 1))
+        fi
+    done
 }
 
-#The effects come first, also after options.
-expect "color pen pencil poster" '' expect "pen pencil" pe expect "pen pencil"
-        - j 2 --quiet pe expect "poster" --timings po
+# The effects come first, also after options.
+expect "color pen pencil poster" ''
+expect "pen pencil" pe
+expect "pen pencil" -j 2 --quiet pe
+expect "poster" --timings po
 
-#The general options, before and after the effect.
-                general
-        = (--help-- version - o-- output - dir-- format-- quality - j-- jobs-- quiet-- timings)
-                  includes "${general[@]}" but
-        - not --density-- colors-- threshold-- black--
-        - includes "${general[@]}" --black-- white but - not --density-- no - contour-- pen
-        - includes-- density-- black-- white-- contour - black-- contour - white-- no - contour but
-        - not --colors-- threshold-- brush-- pencil
-        - expect "--colors --contour-black --contour-white" poster-- c expect
-          "--threshold --timings" color-- t expect
-          "--black" pen photo.jpg-- quiet color-- b #the effect is the first word expect
-          "" pen-- d #the pen has no density
+# The general options, before and after the effect.
+general=(--help --version -o --output-dir --format --quality -j --jobs --quiet --timings)
+includes "${general[@]}" but-not --density --colors --threshold --black -- -
+includes "${general[@]}" --black --white but-not --density --no-contour -- pen -
+includes --density --black --white --contour-black --contour-white --no-contour \
+    but-not --colors --threshold --brush -- pencil -
+expect "--colors --contour-black --contour-white" poster --c
+expect "--threshold --timings" color --t
+expect "--black" pen photo.jpg --quiet color --b   # the effect is the first word
+expect "" pen --d   # the pen has no density
 
-#Option values.
-                  expect "jpg png" pencil-- format '' expect "jpg" pencil
-        - o out-- format j expect "jpg png" pencil-- format
-        = '' #--format
-        = <TAB> : bash splits at the = expect "photos" pen - o '' expect "photos" pen-- output
-                          - dir '' expect "" pencil-- density '' expect "" pen
-                          - j ''
+# Option values.
+expect "jpg png" pencil --format ''
+expect "jpg" pencil -o out --format j
+expect "jpg png" pencil --format = ''   # --format=<TAB>: bash splits at the =
+expect "photos" pen -o ''
+expect "photos" pen --output-dir ''
+expect "" pencil --density ''
+expect "" pen -j ''
 
-#Pictures, and folders that may hold them; an option's value is not the
-#effect.
-                          expect "CASTLE.JPEG beach.jpg photos portrait.png" pen '' expect
-                          "CASTLE.JPEG beach.jpg photos portrait.png"
-                          - j 2 pencil-- density 4 '' expect
-                            "CASTLE.JPEG beach.jpg photos portrait.png" pen beach.jpg '' expect
-                            "CASTLE.JPEG beach.jpg photos portrait.png" pen-- black
-                  = 200 '' expect "portrait.png" pencil por expect "photos/inside.png" pen photos /
+# Pictures, and folders that may hold them; an option's value is not the
+# effect.
+expect "CASTLE.JPEG beach.jpg photos portrait.png" pen ''
+expect "CASTLE.JPEG beach.jpg photos portrait.png" -j 2 pencil --density 4 ''
+expect "CASTLE.JPEG beach.jpg photos portrait.png" pen beach.jpg ''
+expect "CASTLE.JPEG beach.jpg photos portrait.png" pen --black = 200 ''
+expect "portrait.png" pencil por
+expect "photos/inside.png" pen photos/
 
-                          if["$failures" - ne 0];
-then echo "$failures completion checks failed" exit 1 fi echo "every completion check passed"
+if [ "$failures" -ne 0 ]; then
+    echo "$failures completion checks failed"
+    exit 1
+fi
+echo "every completion check passed"

@@ -1,32 +1,25 @@
-#!/ usr / bin / env bash
-#cpack - G DEB makes kestrova_ < version> _ < arch>.deb; its control data names the
-#computed dependencies and its files are the expected ones under / usr.
-#Usage : debpackage.sh BUILD - FOLDER EXPECTED - FILE - LIST VERSION
+#!/usr/bin/env bash
+# cpack -G DEB makes kestrova_<version>_<arch>.deb; its control data names the
+# computed dependencies and its files are the expected ones under /usr.
+# Usage: debpackage.sh BUILD-FOLDER EXPECTED-FILE-LIST VERSION
 set -euo pipefail
 build=$1 expected=$2 version=$3
 
-for tool in dpkg-deb dpkg-shlibdeps;
-do
-    if
-        !command - v "$tool" > / dev / null;
-then echo "$tool is missing: scripts/install-deps.sh --tests installs it" > & 2 exit 1 fi done
+for tool in dpkg-deb dpkg-shlibdeps; do
+    if ! command -v "$tool" >/dev/null; then
+        echo "$tool is missing: scripts/install-deps.sh --tests installs it" >&2
+        exit 1
+    fi
+done
 
-                out
-        = $(mktemp - d) trap 'rm -rf "$out"' EXIT(
-                  cd "$build"
-                  && cpack - G DEB-- config CPackConfig.cmake - B "$out" > "$out/cpack.log" 2 > &1)
-        ||
-{
-    cat "$out/cpack.log";
-    exit 1;
-}
+out=$(mktemp -d)
+trap 'rm -rf "$out"' EXIT
+(cd "$build" && cpack -G DEB --config CPackConfig.cmake -B "$out" >"$out/cpack.log" 2>&1) \
+    || { cat "$out/cpack.log"; exit 1; }
 
-arch = $(dpkg-- print - architecture) deb = "$out/kestrova_${version}_${arch}.deb"[-f "$deb"] ||
-{
-    echo "FAIL: no $deb";
-    ls "$out";
-    exit 1;
-}
+arch=$(dpkg --print-architecture)
+deb="$out/kestrova_${version}_${arch}.deb"
+[ -f "$deb" ] || { echo "FAIL: no $deb"; ls "$out"; exit 1; }
 dpkg-deb --info "$deb"
 
 failures=0
@@ -47,33 +40,29 @@ field()
 [ -n "$(field Maintainer)" ] || fail "no Maintainer"
 [ -n "$(field Description)" ] || fail "no Description"
 
-#dpkg - shlibdeps names each library package with the least version it needs.
+# dpkg-shlibdeps names each library package with the least version it needs.
 depends=", $(field Depends),"
-for library in libc6 libstdc++6 libqt6core6 libqt6gui6 libqt6widgets6;
-do
-    [[$depends == *", $library (>= " * ]]
-            || fail "Depends does not name $library with a version" done
-            [[$depends == *san * ]] &&fail "Depends names a sanitizer runtime"
+for library in libc6 libstdc++6 libqt6core6 libqt6gui6 libqt6widgets6; do
+    [[ $depends == *", $library (>= "* ]] || fail "Depends does not name $library with a version"
+done
+[[ $depends == *san* ]] && fail "Depends names a sanitizer runtime"
 
-#The files, as dpkg - deb lists them : owned by root, under / usr.
-            listing
-            = $(dpkg - deb-- contents "$deb") grep - v ' root/root ' < < < "$listing" &&fail
-            "files not owned by root" files
-            = $(awk '$1 !~ /^d/ { print $6 }' < < < "$listing" | sed 's|^\./usr/||' | LC_ALL
-                = C sort) if !diff
-                    - u
-            < (LC_ALL = C sort "$expected") < (echo "$files"); then
+# The files, as dpkg-deb lists them: owned by root, under /usr.
+listing=$(dpkg-deb --contents "$deb")
+grep -v ' root/root ' <<<"$listing" && fail "files not owned by root"
+files=$(awk '$1 !~ /^d/ { print $6 }' <<<"$listing" | sed 's|^\./usr/||' | LC_ALL=C sort)
+if ! diff -u <(LC_ALL=C sort "$expected") <(echo "$files"); then
     fail "the package's files differ from $expected (- expected, + packaged)"
 fi
 
-#Installed programs are stripped : no debugging sections left.
+# Installed programs are stripped: no debugging sections left.
 root="$out/root"
 dpkg-deb --extract "$deb" "$root"
-for program in kestrova kestrova-cli;
-do
-    if readelf
-        - S "$root/usr/bin/$program" | grep - q '\.debug_';
-then fail "usr/bin/$program is not stripped" fi done
+for program in kestrova kestrova-cli; do
+    if readelf -S "$root/usr/bin/$program" | grep -q '\.debug_'; then
+        fail "usr/bin/$program is not stripped"
+    fi
+done
 
-                ["$failures" - eq 0]
-        || exit 1 echo "$(basename " $deb "): Depends: $(field Depends)"
+[ "$failures" -eq 0 ] || exit 1
+echo "$(basename "$deb"): Depends: $(field Depends)"

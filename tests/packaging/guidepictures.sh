@@ -1,21 +1,20 @@
-#!/ usr / bin / env bash
-#scripts / guide - pictures.sh, run again with this build's programs, makes the
-#committed pictures of the README byte for byte, and the README shows each.
-#Effects this build lacks are skipped by the script and not compared.
-#Exits 77(skipped)without the photographs.
-#Usage : guidepictures.sh KESTROVA - CLI GUIDE - TOOL SOURCE - FOLDER
-set - euo pipefail cli = $1 tool = $2 source = $3
+#!/usr/bin/env bash
+# scripts/guide-pictures.sh, run again with this build's programs, makes the
+# committed pictures of the README byte for byte, and the README shows each.
+# Effects this build lacks are skipped by the script and not compared.
+# Exits 77 (skipped) without the photographs.
+# Usage: guidepictures.sh KESTROVA-CLI GUIDE-TOOL SOURCE-FOLDER
+set -euo pipefail
+cli=$1 tool=$2 source=$3
 
-        out
-        = $(mktemp - d) trap 'rm -rf "$out"' EXIT status = 0 KESTROVA_CLI = $cli KESTROVA_GUIDE_TOOL
-        = $tool "$source/scripts/guide-pictures.sh"
-                "$out"
-        || status
-        = $ ? ["$status" - eq 0]
-        || exit "$status"
+out=$(mktemp -d)
+trap 'rm -rf "$out"' EXIT
+status=0
+KESTROVA_CLI=$cli KESTROVA_GUIDE_TOOL=$tool "$source/scripts/guide-pictures.sh" "$out" || status=$?
+[ "$status" -eq 0 ] || exit "$status"
 
-        failures
-        = 0 for made in "$out"/*.png; do
+failures=0
+for made in "$out"/*.png; do
     name=$(basename "$made")
     committed="$source/docs/guide/$name"
     if [ ! -f "$committed" ]; then

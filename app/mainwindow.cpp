@@ -22,7 +22,7 @@
 #include <QSettings>
 #include <QUrl>
 
-Q_LOGGING_CATEGORY(lcFiles, "kestrova.files")
+Q_LOGGING_CATEGORY(lcFiles, "kestrova.files", QtInfoMsg)
 
 namespace {
 

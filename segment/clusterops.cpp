@@ -19,27 +19,38 @@ bool CSegmentor::NewNeighbour(int c, int old, int replacement)
     return true;
 }
 
+// The likeness is the smallest distance of the list. When the entries that
+// left or changed were not at the smallest, the new smallest is the old one
+// or the new distance, and the list need not be searched again.
 quint16 CSegmentor::receive(int c, int old, int replacement)
 {
-    NeighbourList &list = at(c).m_neighbours;
-    quint16 distance = NoDistance;
+    CCluster &cluster = at(c);
+    NeighbourList &list = cluster.m_neighbours;
+    const quint16 before = cluster.m_likeness;
     if (replacement == NoCluster) {
         m_pool.remove(list, quint32(old));
-    } else if (replacement == old) {
-        distance = quint16(cdiff(c, old));
-        m_pool.set(list, quint32(old), distance);
-    } else {
-        distance = quint16(cdiff(c, replacement));
-        m_pool.replace(list, quint32(old), quint32(replacement), distance);
+        update(c);
+        return NoDistance;
     }
-    update(c);
+    NeighbourPool::Replaced replaced;
+    const quint16 distance = quint16(cdiff(c, replacement));
+    if (replacement == old)
+        replaced.overwritten = m_pool.set(list, quint32(old), distance);
+    else
+        replaced = m_pool.replace(list, quint32(old), quint32(replacement), distance);
+    const bool known = before < 500 && cluster.m_pixelCount <= m_clusterthresh
+            && replaced.removed != before && replaced.overwritten != before;
+    if (known)
+        refile(c, std::min(before, distance));
+    else
+        update(c);
     return distance;
 }
 
 // The messages may change this cluster's own list (a neighbour that turns
 // out full tells its neighbours in turn), so they go to a snapshot of it.
 // A cluster deleted since its key was written gets no message. The
-// neighbours' records, lists and queue slots are far apart in memory: they
+// neighbours' records and lists are far apart in memory: they
 // are all requested first, so that they arrive together. Each neighbour's
 // new distance to the replacement is kept beside the snapshot, for the
 // merge that follows.
@@ -48,23 +59,26 @@ bool CSegmentor::NotifyNeighbours(int c, int replacement)
     if (size_t(m_depth) == m_snapshots.size())
         m_snapshots.emplace_back();
     Snapshot &snapshot = m_snapshots[size_t(m_depth)];
-    std::vector<quint32> &keys = snapshot.keys;
     const NeighbourPool::View own = m_pool.view(at(c).m_neighbours);
-    keys.assign(own.keys, own.keys + own.size);
-    snapshot.distances.assign(keys.size(), NoDistance);
-    for (quint32 key : keys)
-        __builtin_prefetch(&m_clusters[key]);
-    for (quint32 key : keys) {
-        const CCluster &n = m_clusters[key];
-        m_pool.prefetch(n.m_neighbours);
-        if (n.m_slot >= 0)
-            m_queue.prefetch(n.handle());
+    const quint32 count = own.size;
+    snapshot.keys.resize(count);
+    snapshot.distances.resize(count);
+    // Deeper notifications use snapshots of their own; these buffers stay
+    // where they are even when the list of snapshots grows.
+    quint32 *keys = snapshot.keys.data();
+    quint16 *distances = snapshot.distances.data();
+    for (quint32 i = 0; i < count; ++i) {
+        keys[i] = own.key(i);
+        distances[i] = NoDistance;
+        __builtin_prefetch(&m_clusters[keys[i]]);
     }
-    const int depth = m_depth++;
-    for (size_t i = 0; i < m_snapshots[size_t(depth)].keys.size(); ++i) {
-        const int n = int(m_snapshots[size_t(depth)].keys[i]);
+    for (quint32 i = 0; i < count; ++i)
+        m_pool.prefetch(m_clusters[keys[i]].m_neighbours);
+    ++m_depth;
+    for (quint32 i = 0; i < count; ++i) {
+        const int n = int(keys[i]);
         if (n != replacement && !at(n).m_deleted)
-            m_snapshots[size_t(depth)].distances[i] = receive(n, c, replacement);
+            distances[i] = receive(n, c, replacement);
     }
     --m_depth;
     return true;
@@ -77,11 +91,18 @@ void CSegmentor::update(int c)
     if (cluster.m_pixelCount > m_clusterthresh) {
         NotifyNeighbours(c, NoCluster);
         cluster.m_likeness = 999;
+        refile(c, 999);
     } else if (cluster.m_neighbours.size() > 0) {
-        cluster.m_likeness = std::min<quint16>(500, m_pool.least(cluster.m_neighbours));
+        refile(c, std::min<quint16>(500, m_pool.least(cluster.m_neighbours)));
     } else {
-        cluster.m_likeness = 999;
+        refile(c, 999);
     }
+}
+
+void CSegmentor::refile(int c, quint16 likeness)
+{
+    CCluster &cluster = at(c);
+    cluster.m_likeness = likeness;
     if (cluster.m_slot >= 0) {
         const qint64 h = m_queue.Update(cluster.handle(), cluster.m_likeness);
         cluster.m_filedAt = quint16(handle2priority(quint64(h)));
@@ -124,29 +145,23 @@ void CSegmentor::mergeVictimsNeighbours(int eater, int victim, const Snapshot &t
     NeighbourList &list = at(eater).m_neighbours;
     const NeighbourPool::View own = m_pool.view(list);
     const NeighbourPool::View theirs = m_pool.view(at(victim).m_neighbours);
-    m_mergedKeys.resize(own.size + theirs.size);
-    m_mergedDistances.resize(own.size + theirs.size);
+    m_merged.resize(own.size + theirs.size);
     quint32 count = 0, i = 0;
     for (quint32 j = 0; j < theirs.size; ++j) {
-        const quint32 key = theirs.keys[j];
+        const quint32 key = theirs.key(j);
         if (int(key) == eater)
             continue;
-        for (; i < own.size && own.keys[i] < key; ++i, ++count) {
-            m_mergedKeys[count] = own.keys[i];
-            m_mergedDistances[count] = own.distances[i];
-        }
-        if (i < own.size && own.keys[i] == key)
+        for (; i < own.size && own.key(i) < key; ++i)
+            m_merged[count++] = own.entries[i];
+        if (i < own.size && own.key(i) == key)
             ++i;
-        m_mergedKeys[count] = key;
         const bool known
                 = j < told.keys.size() && told.keys[j] == key && told.distances[j] != NoDistance;
-        m_mergedDistances[count++] = known ? told.distances[j] : quint16(cdiff(eater, int(key)));
+        m_merged[count++] = {key, known ? told.distances[j] : quint16(cdiff(eater, int(key))), 0};
     }
-    for (; i < own.size; ++i, ++count) {
-        m_mergedKeys[count] = own.keys[i];
-        m_mergedDistances[count] = own.distances[i];
-    }
-    m_pool.assign(list, m_mergedKeys.data(), m_mergedDistances.data(), count);
+    for (; i < own.size; ++i)
+        m_merged[count++] = own.entries[i];
+    m_pool.assign(list, m_merged.data(), count);
 }
 
 int CSegmentor::nearestNeighbour(int c) const
@@ -154,8 +169,8 @@ int CSegmentor::nearestNeighbour(int c) const
     const CCluster &cluster = m_clusters[size_t(c)];
     const NeighbourPool::View list = m_pool.view(cluster.m_neighbours);
     for (quint32 i = 0; i < list.size; ++i) {
-        if (list.distances[i] == cluster.m_likeness)
-            return int(list.keys[i]);
+        if (list.distance(i) == cluster.m_likeness)
+            return int(list.key(i));
     }
     return NoCluster;
 }
@@ -184,11 +199,13 @@ bool CSegmentor::EatAll(int c)
     const quint16 start = at(c).m_likeness;
     for (;;) {
         const NeighbourPool::View own = m_pool.view(at(c).m_neighbours);
-        const std::vector<quint32> keys(own.keys, own.keys + own.size);
+        std::vector<quint32> keys;
+        for (quint32 i = 0; i < own.size; ++i)
+            keys.push_back(own.key(i));
         for (quint32 key : keys) {
             const int index = m_pool.indexOf(at(c).m_neighbours, key);
             const quint16 distance
-                    = index < 0 ? 0 : m_pool.view(at(c).m_neighbours).distances[index];
+                    = index < 0 ? 0 : m_pool.view(at(c).m_neighbours).distance(quint32(index));
             if (index < 0)
                 m_pool.set(at(c).m_neighbours, key, 0);
             if (distance != at(c).m_likeness)

@@ -17,12 +17,15 @@ int bitsFor(quint32 capacity)
 
 // The first index whose key is at least `key`. Lists are short: a plain
 // walk beats a binary search until they are not.
-quint32 position(const quint32 *keys, quint32 size, quint32 key)
+quint32 position(const NeighbourPool::Entry *entries, quint32 size, quint32 key)
 {
     if (size > 32)
-        return quint32(std::lower_bound(keys, keys + size, key) - keys);
+        return quint32(
+                std::lower_bound(entries, entries + size, key,
+                                 [](const NeighbourPool::Entry &e, quint32 k) { return e.key < k; })
+                - entries);
     quint32 i = 0;
-    while (i < size && keys[i] < key)
+    while (i < size && entries[i].key < key)
         ++i;
     return i;
 }
@@ -66,13 +69,11 @@ quint32 NeighbourPool::allocate(int bits)
     if (m_next + capacity > end) {
         m_next = end;
         const size_t entries = size_t(std::max<quint32>(1, capacity >> ChunkBits)) * ChunkEntries;
-        m_allocations.reserve(m_allocations.size() + 2);
-        auto *keys = static_cast<quint32 *>(allocateLarge(entries * sizeof(quint32)));
-        m_allocations.push_back(keys);
-        auto *distances = static_cast<quint16 *>(allocateLarge(entries * sizeof(quint16)));
-        m_allocations.push_back(distances);
+        m_allocations.reserve(m_allocations.size() + 1);
+        auto *memory = static_cast<Entry *>(allocateLarge(entries * sizeof(Entry)));
+        m_allocations.push_back(memory);
         for (size_t i = 0; i < entries; i += ChunkEntries)
-            m_chunks.push_back(Chunk {keys + i, distances + i});
+            m_chunks.push_back(memory + i);
     }
     const quint32 block = m_next;
     m_next += capacity;
@@ -85,10 +86,8 @@ void NeighbourPool::reserve(NeighbourList &list, quint32 capacity)
         return;
     const int bits = bitsFor(capacity);
     const quint32 block = allocate(bits);
-    if (list.size() > 0) {
-        memcpy(keys(block), keys(list.block), list.size() * sizeof(quint32));
-        memcpy(distances(block), distances(list.block), list.size() * sizeof(quint16));
-    }
+    if (list.size() > 0)
+        memcpy(address(block), address(list.block), list.size() * sizeof(Entry));
     if (list.hasBlock())
         m_free[list.capacityBits()].push_back(list.block);
     list.block = block;
@@ -98,84 +97,87 @@ void NeighbourPool::reserve(NeighbourList &list, quint32 capacity)
 int NeighbourPool::indexOf(const NeighbourList &list, quint32 key) const
 {
     const View v = view(list);
-    const quint32 i = position(v.keys, v.size, key);
-    return i < v.size && v.keys[i] == key ? int(i) : -1;
+    const quint32 i = position(v.entries, v.size, key);
+    return i < v.size && v.entries[i].key == key ? int(i) : -1;
 }
 
-void NeighbourPool::set(NeighbourList &list, quint32 key, quint16 distance)
+quint16 NeighbourPool::set(NeighbourList &list, quint32 key, quint16 distance)
 {
     View v = view(list);
-    const quint32 i = position(v.keys, v.size, key);
-    if (i < v.size && v.keys[i] == key) {
-        v.distances[i] = distance;
-        return;
+    const quint32 i = position(v.entries, v.size, key);
+    if (i < v.size && v.entries[i].key == key) {
+        const quint16 previous = v.entries[i].distance;
+        v.entries[i].distance = distance;
+        return previous;
     }
     reserve(list, list.size() + 1);
     v = view(list);
-    for (quint32 j = v.size; j > i; --j) {
-        v.keys[j] = v.keys[j - 1];
-        v.distances[j] = v.distances[j - 1];
-    }
-    v.keys[i] = key;
-    v.distances[i] = distance;
+    for (quint32 j = v.size; j > i; --j)
+        v.entries[j] = v.entries[j - 1];
+    v.entries[i] = Entry {key, distance, 0};
     list.setSize(list.size() + 1);
+    return NoEntry;
 }
 
-void NeighbourPool::replace(NeighbourList &list, quint32 old, quint32 replacement, quint16 distance)
+// One walk finds both places; the entries between them then move by one,
+// towards the place `old` leaves.
+NeighbourPool::Replaced NeighbourPool::replace(NeighbourList &list, quint32 old,
+                                               quint32 replacement, quint16 distance)
 {
+    Replaced replaced;
     const View v = view(list);
-    const quint32 at = position(v.keys, v.size, old);
-    if (at == v.size || v.keys[at] != old) {
-        set(list, replacement, distance);
-        return;
+    const quint32 last = std::max(old, replacement);
+    quint32 at = v.size, to = v.size, i = 0;
+    for (; i < v.size && v.entries[i].key <= last; ++i) {
+        if (v.entries[i].key == old)
+            at = i;
+        if (to == v.size && v.entries[i].key >= replacement)
+            to = i;
     }
-    const quint32 to = position(v.keys, v.size, replacement);
-    if (to < v.size && v.keys[to] == replacement) {
-        v.distances[to] = distance;
-        remove(list, old);
-        return;
+    if (to == v.size)
+        to = i;
+    if (at == v.size) {
+        replaced.overwritten = set(list, replacement, distance);
+        return replaced;
     }
-    // The freed place of `old` and the place of `replacement` close up: the
-    // entries between them move by one.
+    replaced.removed = v.entries[at].distance;
+    if (to < v.size && v.entries[to].key == replacement) {
+        replaced.overwritten = v.entries[to].distance;
+        v.entries[to].distance = distance;
+        for (quint32 j = at + 1; j < v.size; ++j)
+            v.entries[j - 1] = v.entries[j];
+        list.setSize(list.size() - 1);
+        return replaced;
+    }
     if (to > at) {
-        for (quint32 j = at + 1; j < to; ++j) {
-            v.keys[j - 1] = v.keys[j];
-            v.distances[j - 1] = v.distances[j];
-        }
-        v.keys[to - 1] = replacement;
-        v.distances[to - 1] = distance;
+        for (quint32 j = at + 1; j < to; ++j)
+            v.entries[j - 1] = v.entries[j];
+        v.entries[to - 1] = Entry {replacement, distance, 0};
     } else {
-        for (quint32 j = at; j > to; --j) {
-            v.keys[j] = v.keys[j - 1];
-            v.distances[j] = v.distances[j - 1];
-        }
-        v.keys[to] = replacement;
-        v.distances[to] = distance;
+        for (quint32 j = at; j > to; --j)
+            v.entries[j] = v.entries[j - 1];
+        v.entries[to] = Entry {replacement, distance, 0};
     }
+    return replaced;
 }
 
 bool NeighbourPool::remove(NeighbourList &list, quint32 key)
 {
     const View v = view(list);
-    const quint32 i = position(v.keys, v.size, key);
-    if (i == v.size || v.keys[i] != key)
+    const quint32 i = position(v.entries, v.size, key);
+    if (i == v.size || v.entries[i].key != key)
         return false;
-    for (quint32 j = i + 1; j < v.size; ++j) {
-        v.keys[j - 1] = v.keys[j];
-        v.distances[j - 1] = v.distances[j];
-    }
+    for (quint32 j = i + 1; j < v.size; ++j)
+        v.entries[j - 1] = v.entries[j];
     list.setSize(list.size() - 1);
     return true;
 }
 
-void NeighbourPool::assign(NeighbourList &list, const quint32 *newKeys, const quint16 *newDistances,
-                           quint32 count)
+void NeighbourPool::assign(NeighbourList &list, const Entry *entries, quint32 count)
 {
     reserve(list, count);
-    if (count > 0) {
-        memcpy(keys(list.block), newKeys, count * sizeof(quint32));
-        memcpy(distances(list.block), newDistances, count * sizeof(quint16));
-    }
+    if (count > 0)
+        memcpy(address(list.block), entries, count * sizeof(Entry));
     list.setSize(count);
 }
 
@@ -189,7 +191,6 @@ void NeighbourPool::release(NeighbourList &list)
 void NeighbourPool::append(NeighbourList &list, quint32 key, quint16 distance)
 {
     reserve(list, list.size() + 1);
-    keys(list.block)[list.size()] = key;
-    distances(list.block)[list.size()] = distance;
+    address(list.block)[list.size()] = Entry {key, distance, 0};
     list.setSize(list.size() + 1);
 }

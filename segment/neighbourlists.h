@@ -4,10 +4,10 @@
 
 #include <vector>
 
-// Where a cluster's neighbour list lies in the pool, and how long it is.
-// Kept inside the cluster's record, so that one memory access finds both.
-// Eight bytes: the block, and the length with log2 of the room in the
-// block in its top six bits.
+// Where a cluster's neighbour list lies in the pool, and how long it is:
+// eight bytes, the block, and the length with log2 of the room in the
+// block in its top six bits. Kept inside the cluster's record, so that one
+// memory access finds both.
 struct NeighbourList
 {
     static constexpr quint32 NoBlock = 63;
@@ -30,19 +30,27 @@ private:
 
 // The pool of every neighbour list. A list is a block with room for a power
 // of two of entries, each a neighbour's number and the distance to it, in
-// the order of the numbers; numbers and distances lie in two arrays, so that
-// the walks over either are plain loops over one array. A list that
+// the order of the numbers; eight entries fill one cache line. A list that
 // outgrows its block moves to a larger one; freed blocks are reused by
 // lists of their size. Blocks never move in memory.
 class NeighbourPool
 {
 public:
+    struct Entry
+    {
+        quint32 key;
+        quint16 distance;
+        quint16 unused;
+    };
+
     // One list's entries, valid until the list changes.
     struct View
     {
-        quint32 *keys;
-        quint16 *distances;
+        Entry *entries;
         quint32 size;
+
+        quint32 key(quint32 i) const { return entries[i].key; }
+        quint16 distance(quint32 i) const { return entries[i].distance; }
     };
 
     NeighbourPool();
@@ -56,39 +64,43 @@ public:
     View view(const NeighbourList &list) const
     {
         if (!list.hasBlock())
-            return View {nullptr, nullptr, 0};
-        return View {keys(list.block), distances(list.block), list.size()};
+            return View {nullptr, 0};
+        return View {address(list.block), list.size()};
     }
     void prefetch(const NeighbourList &list) const
     {
-        if (list.hasBlock()) {
-            __builtin_prefetch(keys(list.block));
-            __builtin_prefetch(distances(list.block));
-        }
+        if (list.hasBlock())
+            __builtin_prefetch(address(list.block));
     }
 
     // The index of `key`, or -1.
     int indexOf(const NeighbourList &list, quint32 key) const;
+    static constexpr quint16 NoEntry = 0xFFFF;
+
     // Sets the distance of `key`, adding it in its place when missing.
-    void set(NeighbourList &list, quint32 key, quint16 distance);
+    // Returns the distance it replaced, or NoEntry.
+    quint16 set(NeighbourList &list, quint32 key, quint16 distance);
     // What remove(old) and then set(replacement, distance) do, in one move.
-    void replace(NeighbourList &list, quint32 old, quint32 replacement, quint16 distance);
+    // Returns the distances it removed and overwrote, NoEntry for none.
+    struct Replaced
+    {
+        quint16 removed = NoEntry;
+        quint16 overwritten = NoEntry;
+    };
+    Replaced replace(NeighbourList &list, quint32 old, quint32 replacement, quint16 distance);
     // Removes `key`; false when it was not there.
     bool remove(NeighbourList &list, quint32 key);
-    // The smallest distance, or 0xFFFF for an empty list. Distances stay
-    // below 2^15, so they compare as signed values, which every vector unit
-    // does.
+    // The smallest distance, or 0xFFFF for an empty list.
     quint16 least(const NeighbourList &list) const
     {
         const View v = view(list);
-        const qint16 *distances = reinterpret_cast<const qint16 *>(v.distances);
-        qint16 smallest = 0x7FFF;
+        quint16 smallest = 0xFFFF;
         for (quint32 i = 0; i < v.size; ++i)
-            smallest = distances[i] < smallest ? distances[i] : smallest;
-        return v.size == 0 ? 0xFFFF : quint16(smallest);
+            smallest = v.entries[i].distance < smallest ? v.entries[i].distance : smallest;
+        return smallest;
     }
     // Replaces the whole list by `count` entries in order.
-    void assign(NeighbourList &list, const quint32 *keys, const quint16 *distances, quint32 count);
+    void assign(NeighbourList &list, const Entry *entries, quint32 count);
     // Empties the list and gives its block back.
     void release(NeighbourList &list);
     // Appends an entry that comes after every entry already there.
@@ -98,26 +110,16 @@ private:
     static constexpr int ChunkBits = 20;
     static constexpr quint32 ChunkEntries = 1u << ChunkBits;
 
-    struct Chunk
+    Entry *address(quint32 block) const
     {
-        quint32 *keys;
-        quint16 *distances;
-    };
-
-    quint32 *keys(quint32 block) const
-    {
-        return m_chunks[block >> ChunkBits].keys + (block & (ChunkEntries - 1));
-    }
-    quint16 *distances(quint32 block) const
-    {
-        return m_chunks[block >> ChunkBits].distances + (block & (ChunkEntries - 1));
+        return m_chunks[block >> ChunkBits] + (block & (ChunkEntries - 1));
     }
     quint32 allocate(int bits);
     void reserve(NeighbourList &list, quint32 capacity);
 
     // Where each chunk of the pool numbering lies; consecutive chunks of one
     // allocation are consecutive in memory.
-    std::vector<Chunk> m_chunks;
+    std::vector<Entry *> m_chunks;
     std::vector<void *> m_allocations;
     // The start of the unused tail of the last chunk, in pool numbering.
     quint32 m_next = 0;

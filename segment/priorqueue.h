@@ -52,12 +52,6 @@ public:
     {
         return m_lowest < Buckets ? &m_buckets[size_t(m_lowest)] : nullptr;
     }
-    // Starts loading the slot of a handle, which an Update may soon clear.
-    void prefetch(qint64 h) const
-    {
-        const std::vector<int> &bucket = m_buckets[size_t(handle2priority(quint64(h)))];
-        __builtin_prefetch(bucket.data() + handle2index(quint64(h)), 1);
-    }
     // The cluster in a slot, None for an empty slot.
     int at(qint64 h) const
     {

@@ -140,12 +140,10 @@ void CSegmentor::wireNeighbours()
     for (int x = 0; x < m_width; ++x) {
         for (int y = 0; y < h; ++y) {
             const int c = clusterAt(x, y);
-            quint32 keys[8];
-            quint16 distances[8];
+            NeighbourPool::Entry entries[8];
             int n = 0;
             auto add = [&](int key, quint16 distance) {
-                keys[n] = quint32(key);
-                distances[n++] = distance;
+                entries[n++] = {quint32(key), distance, 0};
             };
             if (x > 0) {
                 if (y > 0)
@@ -167,7 +165,7 @@ void CSegmentor::wireNeighbours()
             }
             CCluster &cluster = at(c);
             cluster.m_neighbours = m_pool.makeList(8);
-            m_pool.assign(cluster.m_neighbours, keys, distances, quint32(n));
+            m_pool.assign(cluster.m_neighbours, entries, quint32(n));
             cluster.m_likeness
                     = n == 0 ? 999 : std::min<quint16>(500, m_pool.least(cluster.m_neighbours));
         }
@@ -249,7 +247,7 @@ void CSegmentor::discard(int c)
 // loading now: one step of the chain of reads per place ahead, each step
 // reading what the step before requested one merge earlier. The fourth in
 // line: its record; the third: its list; the second: its neighbours'
-// records; the next: their lists and queue slots.
+// records; the next: their lists.
 void CSegmentor::prefetchNext()
 {
     const std::vector<int> *bucket = m_queue.lowestBucket();
@@ -266,16 +264,13 @@ void CSegmentor::prefetchNext()
     if (found > 0) {
         const NeighbourPool::View list = m_pool.view(at(ahead[0]).m_neighbours);
         for (quint32 i = 0; i < list.size; ++i) {
-            const CCluster &n = m_clusters[list.keys[i]];
-            m_pool.prefetch(n.m_neighbours);
-            if (n.m_slot >= 0)
-                m_queue.prefetch(n.handle());
+            m_pool.prefetch(m_clusters[list.key(i)].m_neighbours);
         }
     }
     if (found > 1) {
         const NeighbourPool::View list = m_pool.view(at(ahead[1]).m_neighbours);
         for (quint32 i = 0; i < list.size; ++i)
-            __builtin_prefetch(&m_clusters[list.keys[i]]);
+            __builtin_prefetch(&m_clusters[list.key(i)]);
     }
     if (found > 2)
         m_pool.prefetch(at(ahead[2]).m_neighbours);
@@ -356,6 +351,6 @@ std::vector<std::pair<int, int>> CSegmentor::neighbours(int c) const
     std::vector<std::pair<int, int>> list;
     const NeighbourPool::View own = m_pool.view(cluster(c).m_neighbours);
     for (quint32 i = 0; i < own.size; ++i)
-        list.emplace_back(int(own.keys[i]), int(own.distances[i]));
+        list.emplace_back(int(own.key(i)), int(own.distance(i)));
     return list;
 }

@@ -114,6 +114,8 @@ private:
 
     // NewNeighbour(); returns the distance written, NoDistance for none.
     quint16 receive(int c, int old, int replacement);
+    // Sets the likeness and moves the cluster in the queue when it changed.
+    void refile(int c, quint16 likeness);
     void mergeVictimsNeighbours(int eater, int victim, const Snapshot &told);
     void record(int c, Change change, qint32 previous)
     {
@@ -154,6 +156,5 @@ private:
     bool m_journaling = false;
     std::vector<JournalEntry> m_journal;
     int m_depth = 0;
-    std::vector<quint32> m_mergedKeys;
-    std::vector<quint16> m_mergedDistances;
+    std::vector<NeighbourPool::Entry> m_merged;
 };

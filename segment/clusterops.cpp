@@ -119,7 +119,7 @@ bool CSegmentor::EatNeighbour(int eater, int victim)
     const qint32 nVictim = v.m_pixelCount;
     // The larger part's colour wins; never an average.
     if (nThis < nVictim && lab(eater) != lab(victim)) {
-        record(eater, Change::Colour, e.m_colour);
+        recordRecolouring(eater, e.m_colour);
         e.m_lab = v.m_lab;
         e.m_colour = v.m_colour;
         NotifyNeighbours(eater, eater);
@@ -128,7 +128,6 @@ bool CSegmentor::EatNeighbour(int eater, int victim)
     NotifyNeighbours(victim, eater);
     mergeVictimsNeighbours(eater, victim, m_snapshots[size_t(depth)]);
     e.m_pixelCount += v.m_pixelCount;
-    record(victim, Change::Eater, victim);
     m_eaters[size_t(victim)] = eater;
     update(eater);
     return true;

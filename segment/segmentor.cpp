@@ -19,8 +19,8 @@ CSegmentor::CSegmentor(const QImage &image, int clusterSize)
     , m_width(image.width())
     , m_height(image.height())
     , m_clusterthresh(qint16(clusterSize))
-    , m_clusters(size_t(m_width) * size_t(m_height))
-    , m_eaters(m_clusters.size())
+    , m_clusters(size_t(m_width) * size_t(m_height), LargeArray<CCluster>::Uninitialized)
+    , m_eaters(m_clusters.size(), LargeArray<qint32>::Uninitialized)
 {
     makeClusters();
     qCDebug(lcSegment) << "Clusters created";
@@ -203,7 +203,8 @@ bool CSegmentor::Next(int limit)
 void CSegmentor::remove(int c)
 {
     CCluster &cluster = at(c);
-    record(c, Change::Deleted, cluster.m_deleted);
+    if (!cluster.m_deleted)
+        recordRemoval(c);
     cluster.m_deleted = true;
     cluster.m_slot = -1;
     m_pool.release(cluster.m_neighbours);
@@ -212,27 +213,23 @@ void CSegmentor::remove(int c)
 void CSegmentor::setJournaling(bool on)
 {
     m_journaling = on;
-    m_journal.clear();
+    checkpoint();
 }
 
+// A cluster removed since the checkpoint was alive then, and every live
+// cluster is its own eater.
 void CSegmentor::rollback()
 {
-    for (auto entry = m_journal.rbegin(); entry != m_journal.rend(); ++entry) {
-        CCluster &cluster = at(entry->cluster);
-        switch (entry->change) {
-        case Change::Colour:
-            cluster.m_colour = entry->previous;
-            cluster.m_lab = m_colourLabs[size_t(entry->previous)];
-            break;
-        case Change::Eater:
-            m_eaters[size_t(entry->cluster)] = entry->previous;
-            break;
-        case Change::Deleted:
-            cluster.m_deleted = entry->previous != 0;
-            break;
-        }
+    for (auto entry = m_recoloured.rbegin(); entry != m_recoloured.rend(); ++entry) {
+        CCluster &cluster = at(entry->first);
+        cluster.m_colour = entry->second;
+        cluster.m_lab = m_colourLabs[size_t(entry->second)];
     }
-    m_journal.clear();
+    for (qint32 c : m_removed) {
+        at(c).m_deleted = false;
+        m_eaters[size_t(c)] = c;
+    }
+    checkpoint();
 }
 
 void CSegmentor::discard(int c)

@@ -67,7 +67,11 @@ public:
     // rollback() returns the picture to it. After a rollback only
     // CurrentImage() may be called.
     void setJournaling(bool on);
-    void checkpoint() { m_journal.clear(); }
+    void checkpoint()
+    {
+        m_removed.clear();
+        m_recoloured.clear();
+    }
     void rollback();
 
     // The clusters and their operations, by cluster number.
@@ -109,7 +113,7 @@ private:
         std::vector<quint32> keys;
         std::vector<quint16> distances;
     };
-    enum class Change : quint8 { Colour, Eater, Deleted };
+
     static constexpr quint16 NoDistance = 0xFFFF;
 
     // NewNeighbour(); returns the distance written, NoDistance for none.
@@ -117,10 +121,17 @@ private:
     // Sets the likeness and moves the cluster in the queue when it changed.
     void refile(int c, quint16 likeness);
     void mergeVictimsNeighbours(int eater, int victim, const Snapshot &told);
-    void record(int c, Change change, qint32 previous)
+    // What rollback() undoes: a live cluster deleted (eaten or not), and
+    // a colour changed.
+    void recordRemoval(int c)
     {
         if (m_journaling)
-            m_journal.push_back({c, previous, change});
+            m_removed.push_back(c);
+    }
+    void recordRecolouring(int c, qint32 previous)
+    {
+        if (m_journaling)
+            m_recoloured.push_back({c, previous});
     }
     // The first neighbour at the cluster's likeness, or NoCluster.
     int nearestNeighbour(int c) const;
@@ -147,14 +158,9 @@ private:
     std::function<void()> m_yield;
     // Key snapshots of the notifications in progress, one per depth.
     std::vector<Snapshot> m_snapshots;
-    struct JournalEntry
-    {
-        qint32 cluster;
-        qint32 previous;
-        Change change;
-    };
     bool m_journaling = false;
-    std::vector<JournalEntry> m_journal;
+    std::vector<qint32> m_removed;
+    std::vector<std::pair<qint32, qint32>> m_recoloured;
     int m_depth = 0;
     std::vector<NeighbourPool::Entry> m_merged;
 };

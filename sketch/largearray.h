@@ -13,19 +13,27 @@
 void *allocateLarge(size_t bytes);
 void releaseLarge(void *memory);
 
-// A fixed-size array of plain values, all bytes zero at first.
+// A fixed-size array of plain values, all bytes zero at first unless asked
+// otherwise.
 template<typename T>
 class LargeArray
 {
     static_assert(std::is_trivially_copyable_v<T>, "LargeArray holds plain values");
 
 public:
+    enum Uninitialised { Uninitialized };
+
     LargeArray() = default;
     explicit LargeArray(size_t size)
+        : LargeArray(size, Uninitialized)
+    {
+        memset(static_cast<void *>(m_data.get()), 0, size * sizeof(T));
+    }
+    // For callers that write every element before reading it.
+    LargeArray(size_t size, Uninitialised)
         : m_data(static_cast<T *>(allocateLarge(size * sizeof(T))))
         , m_size(size)
     {
-        memset(static_cast<void *>(m_data.get()), 0, size * sizeof(T));
     }
 
     size_t size() const { return m_size; }

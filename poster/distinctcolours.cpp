@@ -12,9 +12,47 @@ constexpr int Batch = 32;
 
 } // namespace
 
+namespace {
+
+// The tables pay off from pictures of this size up.
+constexpr qint64 TablePixels = qint64(1) << 16;
+
+bool isOpaque(const QImage &image)
+{
+    if (qint64(image.width()) * image.height() < TablePixels)
+        return false;
+    if (image.format() == QImage::Format_RGB32)
+        return true;
+    for (int y = 0; y < image.height(); ++y) {
+        const auto *line = reinterpret_cast<const QRgb *>(image.constScanLine(y));
+        QRgb all = 0xFF000000u;
+        for (int x = 0; x < image.width(); ++x)
+            all &= line[x];
+        if (all < 0xFF000000u)
+            return false;
+    }
+    return true;
+}
+
+constexpr size_t RgbValues = size_t(1) << 24;
+
+} // namespace
+
 // Inserts in order, so that the numbers follow the scan.
 void DistinctColours::insertAll(const QRgb *colours, int count)
 {
+    if (m_opaque) {
+        for (int i = 0; i < count; ++i) {
+            const quint32 rgb = colours[i] & 0xFFFFFF;
+            quint64 &word = m_seen[rgb >> 6];
+            const quint64 bit = quint64(1) << (rgb & 63);
+            if (!(word & bit)) {
+                word |= bit;
+                m_colours.push_back(colours[i]);
+            }
+        }
+        return;
+    }
     for (int i = 0; i < count; ++i) {
         if (m_index.insert(colours[i]) == quint32(m_colours.size()))
             m_colours.push_back(colours[i]);
@@ -22,6 +60,26 @@ void DistinctColours::insertAll(const QRgb *colours, int count)
 }
 
 DistinctColours::DistinctColours(const QImage &image)
+    : m_opaque(isOpaque(image))
+{
+    if (m_opaque) {
+        m_seen = LargeArray<quint64>(RgbValues / 64);
+        m_clusters = LargeArray<quint8>(RgbValues, LargeArray<quint8>::Uninitialized);
+    }
+    collect(image);
+}
+
+void DistinctColours::setClusters(const std::vector<quint8> &clusters)
+{
+    if (m_opaque) {
+        for (size_t i = 0; i < m_colours.size(); ++i)
+            m_clusters[m_colours[i] & 0xFFFFFF] = clusters[i];
+        return;
+    }
+    m_index.remap(std::vector<quint32>(clusters.begin(), clusters.end()));
+}
+
+void DistinctColours::collect(const QImage &image)
 {
     const int width = image.width();
     const int height = image.height();
@@ -47,7 +105,10 @@ DistinctColours::DistinctColours(const QImage &image)
                 continue;
             previous = colour;
             havePrevious = true;
-            m_index.prefetch(colour);
+            if (m_opaque)
+                __builtin_prefetch(&m_seen[(colour & 0xFFFFFF) >> 6]);
+            else
+                m_index.prefetch(colour);
             batch[batched++] = colour;
             if (batched == Batch) {
                 insertAll(batch, batched);

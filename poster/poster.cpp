@@ -42,7 +42,6 @@ void paint(const QImage &source, const DistinctColours &distinct, const QList<QR
     const int width = source.width();
     const int height = source.height();
     const QRgb opaque = source.format() == QImage::Format_RGB32 ? 0xFF000000u : 0u;
-    const FlatIndex &index = distinct.index();
     ColumnProgress columns(progress, 50, 35, width);
     for (int y = 0; y < height; ++y) {
         const auto *from = reinterpret_cast<const QRgb *>(source.constScanLine(y));
@@ -50,9 +49,9 @@ void paint(const QImage &source, const DistinctColours &distinct, const QList<QR
         for (int left = 0; left < width; left += Batch) {
             const int end = std::min(width, left + Batch);
             for (int x = left; x < end; ++x)
-                index.prefetch(from[x] | opaque);
+                distinct.prefetch(from[x] | opaque);
             for (int x = left; x < end; ++x)
-                to[x] = palette.at(int(index.valueOf(from[x] | opaque)));
+                to[x] = palette.at(distinct.clusterOf(from[x] | opaque));
         }
         columns.advance(y + 1, height);
     }
@@ -115,10 +114,10 @@ QImage Poster(const QImage &img, int colours, RandomSequence &random, const Prog
     QList<QRgb> palette;
     for (const labpix &centre : std::as_const(clusters.centres))
         palette.append(lab2rgb(centre.l, centre.a, centre.b));
-    std::vector<quint32> clusterOf(size_t(distinct.size()));
+    std::vector<quint8> clusterOf(size_t(distinct.size()));
     for (size_t i = 0; i < clusterOf.size(); ++i)
         clusterOf[i] = clusters.clusters[groups.groupOf[i]];
-    distinct.index().remap(clusterOf);
+    distinct.setClusters(clusterOf);
     QImage result = newImage(source, source.format());
     paint(source, distinct, palette, result, progress);
     timer.stage("painting");

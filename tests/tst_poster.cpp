@@ -179,6 +179,8 @@ private slots:
     void seedsMatchLiteral();
     void posterMatchesLiteral_data();
     void posterMatchesLiteral();
+    void largePictureMatchesLiteral_data();
+    void largePictureMatchesLiteral();
     void photographMatchesLiteral_data();
     void photographMatchesLiteral();
     void cappedPassesMatchLiteral();
@@ -499,6 +501,32 @@ void TestPoster::posterMatchesLiteral()
         QCOMPARE(fastTrace.palette, literalTrace.palette);
         QCOMPARE(fast.state(), literal.state());
     }
+}
+
+void TestPoster::largePictureMatchesLiteral_data()
+{
+    QTest::addColumn<QImage>("picture");
+    QTest::addColumn<int>("colours");
+    // From 65536 pixels on, opaque pictures go through the direct tables.
+    QTest::newRow("opaque, 3") << blockyPicture(300, 230, 21) << 3;
+    QTest::newRow("opaque with alpha channel, 12")
+            << blockyPicture(256, 256, 22, QImage::Format_ARGB32) << 12;
+    QImage translucent = blockyPicture(260, 260, 23, QImage::Format_ARGB32);
+    translucent.setPixel(17, 4, 0x80FF8000u);
+    QTest::newRow("one translucent pixel, 7") << translucent << 7;
+}
+
+void TestPoster::largePictureMatchesLiteral()
+{
+    QFETCH(QImage, picture);
+    QFETCH(int, colours);
+    RandomSequence fast, literal;
+    PosterTrace fastTrace, literalTrace;
+    KESTROVA_COMPARE_PICTURES(Poster(picture, colours, fast, {}, &fastTrace),
+                              literalPoster(picture, colours, literal, {}, &literalTrace));
+    QCOMPARE(fastTrace.distinctColours, literalTrace.distinctColours);
+    QCOMPARE(fastTrace.seeds, literalTrace.seeds);
+    QCOMPARE(fastTrace.centresAfterPass, literalTrace.centresAfterPass);
 }
 
 void TestPoster::photographMatchesLiteral_data()

@@ -17,18 +17,23 @@ namespace {
 // A block of squared distances sums to less than 2^31.
 constexpr int Block = 4096;
 
+// The squared distance of sample i to c, inlined into the loops below.
+inline int distanceOf(const qint16 *l, const qint16 *a, const qint16 *b, int i, labpix c)
+{
+    const int dl = l[i] - c.l;
+    const int da = a[i] - c.a;
+    const int db = b[i] - c.b;
+    return dl * dl + da * da + db * db;
+}
+
 KESTROVA_VECTOR_CLONES
 void distancesTo(const LabSamples &points, labpix c, int begin, int end, qint32 *out)
 {
     const qint16 *l = points.l.data();
     const qint16 *a = points.a.data();
     const qint16 *b = points.b.data();
-    for (int i = begin; i < end; ++i) {
-        const int dl = l[i] - c.l;
-        const int da = a[i] - c.a;
-        const int db = b[i] - c.b;
-        out[i - begin] = dl * dl + da * da + db * db;
-    }
+    for (int i = begin; i < end; ++i)
+        out[i - begin] = distanceOf(l, a, b, i, c);
 }
 
 // The sum of min(distance to c, minDist) over the samples begin .. end - 1.
@@ -40,10 +45,7 @@ qint32 blockPotential(const LabSamples &points, labpix c, const qint32 *minDist,
     const qint16 *b = points.b.data();
     qint32 sum = 0;
     for (int i = begin; i < end; ++i) {
-        const int dl = l[i] - c.l;
-        const int da = a[i] - c.a;
-        const int db = b[i] - c.b;
-        const int d = dl * dl + da * da + db * db;
+        const int d = distanceOf(l, a, b, i, c);
         sum += d < minDist[i] ? d : minDist[i];
     }
     return sum;
@@ -58,10 +60,7 @@ qint32 lowerBlock(const LabSamples &points, labpix c, qint32 *minDist, int begin
     const qint16 *b = points.b.data();
     qint32 sum = 0;
     for (int i = begin; i < end; ++i) {
-        const int dl = l[i] - c.l;
-        const int da = a[i] - c.a;
-        const int db = b[i] - c.b;
-        const int d = dl * dl + da * da + db * db;
+        const int d = distanceOf(l, a, b, i, c);
         const qint32 m = d < minDist[i] ? d : minDist[i];
         minDist[i] = m;
         sum += m;

@@ -2,6 +2,7 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QLoggingCategory>
 #include <QPainter>
 #include <QRandomGenerator>
 
@@ -102,6 +103,37 @@ Progress ProgressRecorder::progress()
                 ++yields;
                 yieldsBefore.push_back(int(values.size()));
             }};
+}
+
+namespace {
+
+struct DebugCapture
+{
+    QByteArray category;
+    QStringList lines;
+};
+DebugCapture *debugCapture = nullptr;
+
+void captureDebugLine(QtMsgType type, const QMessageLogContext &context, const QString &message)
+{
+    if (type == QtDebugMsg && debugCapture && context.category
+        && debugCapture->category == context.category)
+        debugCapture->lines.append(message);
+}
+
+} // namespace
+
+QStringList debugLinesOf(const char *category, const std::function<void()> &work)
+{
+    DebugCapture capture {category, {}};
+    debugCapture = &capture;
+    QLoggingCategory::setFilterRules(QStringLiteral("%1.debug=true").arg(QLatin1String(category)));
+    const QtMessageHandler previous = qInstallMessageHandler(captureDebugLine);
+    work();
+    qInstallMessageHandler(previous);
+    QLoggingCategory::setFilterRules(QString());
+    debugCapture = nullptr;
+    return capture.lines;
 }
 
 QString photo(const QString &name)

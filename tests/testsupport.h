@@ -4,6 +4,9 @@
 
 #include <QImage>
 #include <QString>
+#include <QStringList>
+
+#include <functional>
 
 #include <vector>
 
@@ -35,6 +38,10 @@ struct ProgressRecorder
 
 // The photographs folder beside the repository, or empty when absent.
 QString photo(const QString &name);
+
+// Runs `work` with the debug lines of the logging category `category`
+// switched on, and returns them instead of printing them.
+QStringList debugLinesOf(const char *category, const std::function<void()> &work);
 
 } // namespace testsupport
 

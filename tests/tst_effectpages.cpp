@@ -71,10 +71,7 @@ void TestEffectPages::penCreate()
         if (95 * x / 64 + 5 != expected.back())
             expected.push_back(95 * x / 64 + 5);
     }
-    std::vector<int> seen;
-    for (const QList<QVariant> &signal : std::as_const(progress))
-        seen.push_back(signal.first().toInt());
-    QCOMPARE(seen, expected);
+    QCOMPARE(progressValues(progress), expected);
 }
 
 void TestEffectPages::penSlidersBeforeAndAfterCreate()

@@ -412,30 +412,13 @@ void TestPoster::passesEndOnAStablePass()
     }
 }
 
-namespace {
-
-QStringList *posterLines = nullptr;
-
-void recordPosterLines(QtMsgType type, const QMessageLogContext &context, const QString &message)
-{
-    if (type == QtDebugMsg && posterLines && QLatin1String(context.category) == "kestrova.poster")
-        posterLines->append(message);
-}
-
-} // namespace
-
 void TestPoster::diagnosticLines()
 {
-    QStringList lines;
-    posterLines = &lines;
-    QLoggingCategory::setFilterRules("kestrova.poster.debug=true");
-    const QtMessageHandler previous = qInstallMessageHandler(recordPosterLines);
     PosterTrace trace;
-    RandomSequence random;
-    Poster(fewColours(9, 7, 3, 5), 3, random, {}, &trace);
-    qInstallMessageHandler(previous);
-    QLoggingCategory::setFilterRules(QString());
-    posterLines = nullptr;
+    const QStringList lines = debugLinesOf("kestrova.poster", [&trace] {
+        RandomSequence random;
+        Poster(fewColours(9, 7, 3, 5), 3, random, {}, &trace);
+    });
 
     QStringList expected {"finding uniq pixels", "Done. Size is  5",
                           "converted to lab and made  3 clusters"};

@@ -75,10 +75,7 @@ void TestPosterPage::create()
         if (50 + 35 * x / 64 != expectedValues.back())
             expectedValues.push_back(50 + 35 * x / 64);
     }
-    std::vector<int> seen;
-    for (const QList<QVariant> &signal : std::as_const(progress))
-        seen.push_back(signal.first().toInt());
-    QCOMPARE(seen, expectedValues);
+    QCOMPARE(progressValues(progress), expectedValues);
 }
 
 void TestPosterPage::createAgainDrawsOtherSamples()

@@ -87,28 +87,12 @@ void TestSegment::handleEncoding()
     QCOMPARE(handle2priority(quint64(index2handle(999, 123456))), 999);
 }
 
-namespace {
-QStringList *segmentLines = nullptr;
-void recordSegmentLines(QtMsgType type, const QMessageLogContext &context, const QString &message)
-{
-    if (type == QtDebugMsg && segmentLines && QLatin1String(context.category) == "kestrova.segment")
-        segmentLines->append(message);
-}
-} // namespace
-
 void TestSegment::handleSelfCheckLine()
 {
-    QStringList lines;
-    segmentLines = &lines;
-    QLoggingCategory::setFilterRules("kestrova.segment.debug=true");
-    const QtMessageHandler previous = qInstallMessageHandler(recordSegmentLines);
-    {
+    const QStringList lines = debugLinesOf("kestrova.segment", [] {
         CSegmentor segmentor(row({0xFF000000u, 0xFF0000FFu}), 70);
         segmentor.Next(500);
-    }
-    qInstallMessageHandler(previous);
-    QLoggingCategory::setFilterRules(QString());
-    segmentLines = nullptr;
+    });
     QCOMPARE(lines.value(0), QString("handle prior ind, should be 10 60  2814749767106620 10 60"));
     QVERIFY(lines.value(1).startsWith("sizeof cluster is "));
     QCOMPARE(lines.value(2), QString("Clusters created"));

@@ -75,6 +75,14 @@ std::vector<unsigned char> edgeMapOf(const QImage &image)
     return edges;
 }
 
+std::vector<int> progressValues(const QList<QList<QVariant>> &spy)
+{
+    std::vector<int> values;
+    for (const QList<QVariant> &signal : spy)
+        values.push_back(signal.first().toInt());
+    return values;
+}
+
 QImage runCli(const QStringList &arguments, const QString &output)
 {
 #ifdef KESTROVA_CLI_PATH

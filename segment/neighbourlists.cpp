@@ -39,8 +39,8 @@ NeighbourPool::NeighbourPool()
 
 NeighbourPool::~NeighbourPool()
 {
-    for (void *memory : m_allocations)
-        releaseLarge(memory);
+    for (const auto &allocation : m_allocations)
+        releaseLarge(allocation.first, allocation.second);
 }
 
 NeighbourList NeighbourPool::makeList(quint32 capacity)
@@ -71,7 +71,7 @@ quint32 NeighbourPool::allocate(int bits)
         const size_t entries = size_t(std::max<quint32>(1, capacity >> ChunkBits)) * ChunkEntries;
         m_allocations.reserve(m_allocations.size() + 1);
         auto *memory = static_cast<Entry *>(allocateLarge(entries * sizeof(Entry)));
-        m_allocations.push_back(memory);
+        m_allocations.emplace_back(memory, entries * sizeof(Entry));
         for (size_t i = 0; i < entries; i += ChunkEntries)
             m_chunks.push_back(memory + i);
     }

@@ -120,7 +120,7 @@ private:
     // Where each chunk of the pool numbering lies; consecutive chunks of one
     // allocation are consecutive in memory.
     std::vector<Entry *> m_chunks;
-    std::vector<void *> m_allocations;
+    std::vector<std::pair<void *, size_t>> m_allocations;
     // The start of the unused tail of the last chunk, in pool numbering.
     quint32 m_next = 0;
     // Free blocks by log2 of their room.

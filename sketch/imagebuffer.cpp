@@ -3,7 +3,9 @@
 #include "largearray.h"
 
 #include <climits>
+#include <cstdint>
 #include <cstdlib>
+#include <new>
 
 #if defined(__linux__)
 #    include <sys/mman.h>
@@ -13,22 +15,46 @@ namespace {
 
 constexpr size_t HugePage = size_t(2) << 20;
 
-void release(void *buffer)
+bool mappedAlone(size_t bytes)
 {
-    free(buffer);
+#if defined(__linux__) && defined(MADV_HUGEPAGE)
+    return bytes >= 2 * HugePage;
+#else
+    Q_UNUSED(bytes);
+    return false;
+#endif
+}
+
+size_t mappedSize(size_t bytes)
+{
+    return (bytes + HugePage - 1) / HugePage * HugePage;
 }
 
 } // namespace
 
+// A large block gets a mapping of its own, aligned to huge pages, which
+// goes back to the system when it is freed: blocks taken from the heap
+// would stay with the process, and a long batch would grow with every
+// picture.
 void *allocateLarge(size_t bytes)
 {
 #if defined(__linux__) && defined(MADV_HUGEPAGE)
-    if (bytes >= 2 * HugePage) {
-        void *buffer = nullptr;
-        const size_t rounded = (bytes + HugePage - 1) / HugePage * HugePage;
-        if (posix_memalign(&buffer, HugePage, rounded) != 0)
+    if (mappedAlone(bytes)) {
+        const size_t size = mappedSize(bytes);
+        void *raw = mmap(nullptr, size + HugePage, PROT_READ | PROT_WRITE,
+                         MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (raw == MAP_FAILED)
             throw std::bad_alloc();
-        madvise(buffer, rounded, MADV_HUGEPAGE);
+        // Keep the huge-page-aligned part; give back what is before and after.
+        const uintptr_t start = reinterpret_cast<uintptr_t>(raw);
+        const uintptr_t aligned = (start + HugePage - 1) & ~uintptr_t(HugePage - 1);
+        if (aligned > start)
+            munmap(raw, aligned - start);
+        const size_t tail = (start + size + HugePage) - (aligned + size);
+        if (tail > 0)
+            munmap(reinterpret_cast<void *>(aligned + size), tail);
+        void *buffer = reinterpret_cast<void *>(aligned);
+        madvise(buffer, size, MADV_HUGEPAGE);
         return buffer;
     }
 #endif
@@ -38,29 +64,48 @@ void *allocateLarge(size_t bytes)
     return buffer;
 }
 
-void releaseLarge(void *memory)
+void releaseLarge(void *memory, size_t bytes)
 {
+    if (!memory)
+        return;
+#if defined(__linux__) && defined(MADV_HUGEPAGE)
+    if (mappedAlone(bytes)) {
+        munmap(memory, mappedSize(bytes));
+        return;
+    }
+#endif
     free(memory);
 }
 
 namespace {
 
+struct Mapping
+{
+    void *memory;
+    size_t bytes;
+};
+
+void releaseMapping(void *info)
+{
+    const Mapping *mapping = static_cast<Mapping *>(info);
+    releaseLarge(mapping->memory, mapping->bytes);
+    delete mapping;
+}
+
 QImage allocate(QSize size, QImage::Format format)
 {
-#if defined(__linux__) && defined(MADV_HUGEPAGE)
     const qsizetype bytesPerLine = qsizetype(size.width()) * 4;
     const size_t bytes = size_t(bytesPerLine) * size_t(qMax(0, size.height()));
     const bool thirtyTwoBit = format == QImage::Format_RGB32 || format == QImage::Format_ARGB32;
-    if (thirtyTwoBit && bytes >= 4 * HugePage && bytesPerLine <= INT_MAX) {
-        void *buffer = nullptr;
-        const size_t rounded = (bytes + HugePage - 1) / HugePage * HugePage;
-        if (posix_memalign(&buffer, HugePage, rounded) == 0) {
-            madvise(buffer, rounded, MADV_HUGEPAGE);
-            return QImage(static_cast<uchar *>(buffer), size.width(), size.height(),
-                          int(bytesPerLine), format, release, buffer);
+    if (thirtyTwoBit && mappedAlone(bytes) && bytesPerLine <= INT_MAX) {
+        try {
+            auto *mapping = new Mapping {allocateLarge(bytes), bytes};
+            return QImage(static_cast<uchar *>(mapping->memory), size.width(), size.height(),
+                          int(bytesPerLine), format, releaseMapping, mapping);
+        } catch (const std::bad_alloc &) {
+            // Qt's own allocation says no in its own way: a null picture.
         }
     }
-#endif
     return QImage(size, format);
 }
 

@@ -11,7 +11,8 @@
 // faults and TLB misses when they are read out of order. Throws
 // std::bad_alloc when there is not enough memory.
 void *allocateLarge(size_t bytes);
-void releaseLarge(void *memory);
+// `bytes` is what was asked for.
+void releaseLarge(void *memory, size_t bytes);
 
 // A fixed-size array of plain values, all bytes zero at first unless asked
 // otherwise.
@@ -31,7 +32,7 @@ public:
     }
     // For callers that write every element before reading it.
     LargeArray(size_t size, Uninitialised)
-        : m_data(static_cast<T *>(allocateLarge(size * sizeof(T))))
+        : m_data(static_cast<T *>(allocateLarge(size * sizeof(T))), Release {size})
         , m_size(size)
     {
     }
@@ -55,7 +56,8 @@ public:
 private:
     struct Release
     {
-        void operator()(T *memory) const { releaseLarge(memory); }
+        size_t size = 0;
+        void operator()(T *memory) const { releaseLarge(memory, size * sizeof(T)); }
     };
     std::unique_ptr<T, Release> m_data;
     size_t m_size = 0;

@@ -5,6 +5,7 @@
 #include "filechooser.h"
 #include "helpdialog.h"
 #include "kestrova_version.h"
+#include "picturelimits.h"
 #include "progress.h"
 #include "workingformat.h"
 
@@ -158,10 +159,12 @@ void MainWindow::on_actionOpen_triggered()
 
     // A picture that fails to load leaves the previous one in place, and the
     // steps below then run again on it.
+    // A picture too large to draw fails like any other: silently.
     QImageReader reader(fileName);
-    const QImage loaded = reader.read();
+    QString error;
+    const QImage loaded = readWithinLimits(reader, &error);
     if (loaded.isNull())
-        qCDebug(lcFiles) << "cannot load" << fileName << reader.errorString();
+        qCDebug(lcFiles) << "cannot load" << fileName << error;
     else
         sourceImage = loaded;
     if (sourceImage.isNull())

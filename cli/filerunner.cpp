@@ -54,6 +54,13 @@ void FileRunner::process(const FileJob &job, int slot, FileOutcome &outcome)
     QImage picture = read(job, slot, outcome);
     if (picture.isNull())
         return;
+    // Known before any drawing: a drawing has its picture's size.
+    const QString unwritable = writeSizeProblem(picture.size(), job.format);
+    if (!unwritable.isEmpty()) {
+        outcome.error
+                = QStringLiteral("cannot write %1: %2").arg(outputName(job.output), unwritable);
+        return;
+    }
     QElapsedTimer clock;
     clock.start();
     QString error;

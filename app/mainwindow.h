@@ -28,6 +28,8 @@ class MainWindow : public QMainWindow
     friend class TestEffectPages;
     friend class TestPosterPage;
     friend class TestColourPage;
+    friend class TestBadInputsWindow;
+    friend class TestWindowRobustness;
 
 public:
     explicit MainWindow(QWidget *parent = nullptr);

@@ -176,10 +176,7 @@ QString writeSizeProblem(QSize size, const QByteArray &format)
     const int most = format == "png" ? 1000000 : format == "jpeg" ? 65500 : INT_MAX;
     if (size.width() <= most && size.height() <= most)
         return {};
-    return QStringLiteral("the drawing would be %1 x %2 pixels, and a %3 file holds at most %4 "
-                          "pixels a side")
-            .arg(size.width())
-            .arg(size.height())
+    return QStringLiteral("a %1 file holds at most %2 pixels a side")
             .arg(format == "png" ? QStringLiteral("PNG") : QStringLiteral("JPEG"))
             .arg(most);
 }

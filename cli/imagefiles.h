@@ -27,7 +27,7 @@ QImage readPicture(const QString &path, bool autoOrient, QString *error, QString
 QByteArray formatForPath(const QString &path);
 
 // Empty when a picture of `size` fits a file of `format` ("png" or "jpeg");
-// otherwise why it does not.
+// otherwise the most that does, as words.
 QString writeSizeProblem(QSize size, const QByteArray &format);
 
 // Writes `image` to `path` through a temporary file that replaces `path` only

@@ -329,9 +329,9 @@ void CliErrorsTest::drawingTooWideForJpeg()
             dir.path());
     CLI_EXPECT_EXIT(result, 1);
     QCOMPARE(result.err,
-             QStringLiteral("kestrova-cli: cannot write 'wide.jpg': the drawing would "
-                            "be 65501 x 2 pixels, and a JPEG file holds at most 65500 "
-                            "pixels a side\n"));
+             QStringLiteral("kestrova-cli: cannot write 'wide.jpg': the drawing of "
+                            "'wide.png' would be 65501 x 2 pixels, and a JPEG file "
+                            "holds at most 65500 pixels a side\n"));
     QCOMPARE(folderEntries(dir.path()), QStringList {QStringLiteral("wide.png")});
 }
 

@@ -136,7 +136,7 @@ QImage readPicture(const QString &path, bool autoOrient, QString *error, QString
     QByteArray bytes;
     QBuffer buffer(&bytes);
     if (isStandardStream(path)) {
-        if (!readStandardInput(&bytes, error))
+        if (!readStandardInput(&bytes, error, MaxPictureFileBytes))
             return {};
         if (bytes.isEmpty()) {
             *error = QStringLiteral("nothing came in");

@@ -16,6 +16,11 @@ constexpr qint64 MaxPicturePixels = 256000000;
 // allocation a reader may make.
 constexpr qint64 WidestReaderPixelBytes = 16;
 
+// The most bytes a file of such a picture takes: every pixel stored whole,
+// uncompressed, and room for what else a file holds.
+constexpr qint64 MaxPictureFileBytes
+        = MaxPicturePixels * WidestReaderPixelBytes + (qint64(64) << 20);
+
 // QImageReader's allocation limit, in megabytes, that admits every picture
 // of up to MaxPicturePixels in any format the readers give.
 int pictureAllocationLimit();

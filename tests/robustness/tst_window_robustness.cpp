@@ -7,7 +7,9 @@
 #include "windowfixture.h"
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QGraphicsPixmapItem>
+#include <QImageReader>
 #include <QSettings>
 #include <QTest>
 #include <QTimer>
@@ -29,6 +31,7 @@ private slots:
     void saveOnAFullDisk();
     void foldersThatNoLongerExist();
     void settingsThatCannotBeWritten();
+    void largePhotograph();
 
 private:
     void perform(const QString &action, int page);
@@ -242,6 +245,32 @@ void TestWindowRobustness::settingsThatCannotBeWritten()
     open(blockyPicture(30, 20, 47), QStringLiteral("second.png"));
     QCOMPARE(m_window->sourceImage.size(), QSize(30, 20));
     QVERIFY(QDir().rmdir(file));
+}
+
+// A photograph of up to 256 megapixels opens and every effect draws it. Too
+// slow and too large for every run: KESTROVA_LARGE_PICTURE names the file.
+void TestWindowRobustness::largePhotograph()
+{
+    const QString path = qEnvironmentVariable("KESTROVA_LARGE_PICTURE");
+    if (path.isEmpty())
+        QSKIP("KESTROVA_LARGE_PICTURE names no picture");
+    QElapsedTimer clock;
+    clock.start();
+    m_chooser->answer = path;
+    m_window->ui->actionOpen->trigger();
+    QVERIFY(!m_window->sourceImage.isNull());
+    const QSize size = m_window->sourceImage.size();
+    qInfo("opened %d x %d in %lld ms", size.width(), size.height(), clock.restart());
+    for (int page = 0; page < 4; ++page) {
+        m_window->ui->toolBox->setCurrentIndex(page);
+        m_window->findChild<QPushButton *>(CreateButtons[page])->click();
+        QCOMPARE(shown().width(), size.width());
+        qInfo("%s in %lld ms", CreateButtons[page], clock.restart());
+    }
+    m_chooser->answer = m_dir.filePath(QStringLiteral("large.png"));
+    m_window->ui->actionSave_As->trigger();
+    QCOMPARE(QImageReader(m_chooser->answer).size().width(), size.width());
+    qInfo("saved in %lld ms", clock.restart());
 }
 
 QTEST_MAIN(TestWindowRobustness)

@@ -25,6 +25,7 @@ private slots:
     void failedWriteKeepsExistingFile_data();
     void failedWriteKeepsExistingFile();
     void failedWriteInBatch();
+    void readOnlyFolderKeepsExistingFile();
     void outputFolderIsAFile();
     void colourSketchWithoutLevel_data();
     void colourSketchWithoutLevel();
@@ -69,6 +70,14 @@ QByteArray oversizedPng()
     const QByteArray rows = qCompress(QByteArray(1000, '\0')).mid(4);
     return QByteArray("\x89PNG\r\n\x1a\n", 8) + pngChunk("IHDR", header) + pngChunk("IDAT", rows)
             + pngChunk("IEND", QByteArray());
+}
+
+// Root reads and writes anything: the child runs as nobody then, as a user
+// would.
+void asUnprivilegedUser()
+{
+    if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0))
+        _exit(99);
 }
 
 // Limits the size of every file the child writes: the drawing cannot be
@@ -233,6 +242,29 @@ void CliErrorsTest::failedWriteInBatch()
                        corePen(readWorking(folder.filePath(QStringLiteral("c.png")))));
 }
 
+void CliErrorsTest::readOnlyFolderKeepsExistingFile()
+{
+    QTemporaryDir dir;
+    QVERIFY(QFile::setPermissions(dir.path(), QFileDevice::Permissions(0x7755)));
+    QVERIFY(writeBytes(dir.filePath(QStringLiteral("in.png")), pngBytes(11)));
+    const QString folder = dir.filePath(QStringLiteral("drawings"));
+    QVERIFY(QDir().mkpath(folder));
+    const QString output = QDir(folder).filePath(QStringLiteral("out.png"));
+    const QByteArray earlier("an earlier drawing that must survive");
+    QVERIFY(writeBytes(output, earlier));
+    QVERIFY(QFile::setPermissions(output, QFileDevice::Permissions(0x6666)));
+    QVERIFY(QFile::setPermissions(folder, QFileDevice::Permissions(0x5555)));
+    const RunResult result = runCli({QStringLiteral("pen"), QStringLiteral("in.png"), output},
+                                    dir.path(), asUnprivilegedUser);
+    QFile::setPermissions(folder, QFileDevice::Permissions(0x7755));
+    CLI_EXPECT_EXIT(result, 1);
+    QCOMPARE(result.err.count(QLatin1Char('\n')), 1);
+    QVERIFY2(result.err.startsWith(QStringLiteral("kestrova-cli: cannot write '%1': ").arg(output)),
+             qPrintable(result.err));
+    QCOMPARE(fileBytes(output), earlier);
+    QCOMPARE(folderEntries(folder), QStringList {QStringLiteral("out.png")});
+}
+
 void CliErrorsTest::outputFolderIsAFile()
 {
     QTemporaryDir dir;
@@ -279,7 +311,6 @@ void CliErrorsTest::colourSketchWithoutLevel()
              qPrintable(result.err));
 }
 
-// Root reads any file: the tool then runs as nobody.
 void CliErrorsTest::fileWithoutReadPermission()
 {
     QTemporaryDir dir;
@@ -290,11 +321,8 @@ void CliErrorsTest::fileWithoutReadPermission()
     const QString input = dir.filePath(QStringLiteral("secret.png"));
     QVERIFY(writeBytes(input, pngBytes(8)));
     QVERIFY(QFile::setPermissions(input, QFileDevice::WriteOwner));
-    const RunResult result
-            = runCli({QStringLiteral("pen"), input, QStringLiteral("out.png")}, dir.path(), [] {
-                  if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0))
-                      _exit(99);
-              });
+    const RunResult result = runCli({QStringLiteral("pen"), input, QStringLiteral("out.png")},
+                                    dir.path(), asUnprivilegedUser);
     CLI_EXPECT_EXIT(result, 1);
     QCOMPARE(result.err,
              QStringLiteral("kestrova-cli: cannot read '%1': Permission denied\n").arg(input));

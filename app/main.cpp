@@ -2,7 +2,6 @@
 #include "mainwindow.h"
 
 #include <QApplication>
-#include <QImageReader>
 
 int main(int argc, char *argv[])
 {
@@ -12,9 +11,6 @@ int main(int argc, char *argv[])
     QCoreApplication::setApplicationVersion(KESTROVA_VERSION);
     // Lets the desktop match the window with its menu entry and icon.
     QGuiApplication::setDesktopFileName(KESTROVA_APP_ID);
-    // Photographs of up to 64 megapixels open; larger pictures are refused
-    // before they are decoded.
-    QImageReader::setAllocationLimit(256);
     MainWindow window;
     window.show();
     return QApplication::exec();

@@ -5,6 +5,7 @@
 #include "filechooser.h"
 #include "helpdialog.h"
 #include "kestrova_version.h"
+#include "picturelimits.h"
 #include "progress.h"
 #include "workingformat.h"
 
@@ -108,6 +109,17 @@ Progress MainWindow::throttledProgressBarBinding()
     return progress;
 }
 
+bool MainWindow::withinMemory(const std::function<void()> &work)
+{
+    try {
+        work();
+        return true;
+    } catch (const std::bad_alloc &) {
+        qCDebug(lcFiles) << "out of memory";
+        return false;
+    }
+}
+
 const unsigned char *MainWindow::edgeData() const
 {
     return reinterpret_cast<const unsigned char *>(edges.constData());
@@ -158,15 +170,18 @@ void MainWindow::on_actionOpen_triggered()
 
     // A picture that fails to load leaves the previous one in place, and the
     // steps below then run again on it.
+    // A picture too large to draw fails like any other: silently.
     QImageReader reader(fileName);
-    const QImage loaded = reader.read();
+    QString error;
+    QImage loaded = readWithinLimits(reader, &error);
+    // Null as well when there is no memory left for the conversion.
+    loaded = toWorkingFormat(loaded);
     if (loaded.isNull())
-        qCDebug(lcFiles) << "cannot load" << fileName << reader.errorString();
+        qCDebug(lcFiles) << "cannot load" << fileName << error;
     else
         sourceImage = loaded;
     if (sourceImage.isNull())
         return;
-    sourceImage = toWorkingFormat(sourceImage);
     // A poster belongs to the picture it was made from: a later contour
     // redraw must never lay the new edge map over it.
     posterImage = QImage();
@@ -184,9 +199,14 @@ void MainWindow::on_actionOpen_triggered()
     ui->progressBar->setVisible(true);
     ui->statusBar->showMessage(tr("Preparing edges"));
     setCursor(Qt::WaitCursor);
-    edges = QByteArray(qsizetype(sourceImage.width()) * sourceImage.height(), Qt::Uninitialized);
-    labsobellight2(sourceImage, reinterpret_cast<unsigned char *>(edges.data()),
-                   progressBarBinding(false));
+    // Without an edge map the effects wait for the next open.
+    if (!withinMemory([this] {
+            edges = QByteArray(qsizetype(sourceImage.width()) * sourceImage.height(),
+                               Qt::Uninitialized);
+            labsobellight2(sourceImage, reinterpret_cast<unsigned char *>(edges.data()),
+                           progressBarBinding(false));
+        }))
+        edges.clear();
     setCursor(Qt::ArrowCursor);
     ui->progressBar->setValue(100);
     ui->progressBar->setVisible(false);

@@ -6,6 +6,7 @@
 #include <QMainWindow>
 #include <QTimer>
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -28,6 +29,8 @@ class MainWindow : public QMainWindow
     friend class TestEffectPages;
     friend class TestPosterPage;
     friend class TestColourPage;
+    friend class TestBadInputsWindow;
+    friend class TestWindowRobustness;
 
 public:
     explicit MainWindow(QWidget *parent = nullptr);
@@ -89,6 +92,9 @@ private:
     // The progress bar, and the event loop at most every 10 ms: for work
     // that yields far more often than the screen needs.
     Progress throttledProgressBarBinding();
+    // Runs `work`; false when memory ran out on the way. A command that runs
+    // out of memory then ends as a failed open does: nothing is shown.
+    bool withinMemory(const std::function<void()> &work);
     void redrawPenSketch(int black, int white);
     const unsigned char *edgeData() const;
     bool edgesMatch(const QImage &image) const;

@@ -33,10 +33,13 @@ void MainWindow::on_pushButtonPencilSketch_clicked()
     setCursor(Qt::WaitCursor);
     ui->progressBar->setValue(5);
     ui->statusBar->showMessage(tr("Running"));
-    const QImage sketch
-            = pensketch(sourceImage, edgeData(), black, white, progressBarBinding(false));
+    QImage sketch;
+    withinMemory([&] {
+        sketch = pensketch(sourceImage, edgeData(), black, white, progressBarBinding(false));
+    });
     ui->statusBar->showMessage(tr("Done"), 2000);
-    publish(sketch);
+    if (!sketch.isNull())
+        publish(sketch);
     setCursor(Qt::ArrowCursor);
     ui->statusBar->showMessage(tr("Done"), 3000);
     ui->progressBar->setVisible(false);
@@ -89,10 +92,12 @@ void MainWindow::on_pushButtonPencilCross_clicked()
     const quint64 dropsBefore = resultDrops;
     QImage hatch;
     QImage pen;
-    const QImage display
-            = pencilSketch(source, reinterpret_cast<const unsigned char *>(edgeMap.constData()),
-                           settings, random, progressBarBinding(true), &hatch, &pen);
-    if (resultDrops == dropsBefore) {
+    QImage display;
+    withinMemory([&] {
+        display = pencilSketch(source, reinterpret_cast<const unsigned char *>(edgeMap.constData()),
+                               settings, random, progressBarBinding(true), &hatch, &pen);
+    });
+    if (resultDrops == dropsBefore && !display.isNull()) {
         hatchImage = hatch;
         penImage = pen;
         publish(display);
@@ -174,10 +179,14 @@ void MainWindow::on_pushButtonCreatePoster_clicked()
     ui->progressBar->setValue(0);
     ui->progressBar->setVisible(true);
     // The poster lets no events through: nothing can change under it.
-    const QImage display = posterSketch(sourceImage, edgeData(), settings, random,
-                                        progressBarBinding(false), &posterImage);
+    QImage display;
+    withinMemory([&] {
+        display = posterSketch(sourceImage, edgeData(), settings, random, progressBarBinding(false),
+                               &posterImage);
+    });
     ui->progressBar->setVisible(false);
-    publish(display);
+    if (!display.isNull())
+        publish(display);
 }
 
 // Redraws the poster from posterImage with the current contour settings,
@@ -252,7 +261,10 @@ void MainWindow::on_pushButtonColorSketch_clicked()
         QCoreApplication::processEvents();
     };
     observer.stopped = superseded;
-    colourSketch(sourceImage, limit, size, throttledProgressBarBinding(), observer);
+    // Out of memory, the levels shown so far stay.
+    withinMemory([&] {
+        colourSketch(sourceImage, limit, size, throttledProgressBarBinding(), observer);
+    });
 
     setCursor(Qt::ArrowCursor);
     ui->progressBar->setVisible(false);

@@ -2,6 +2,7 @@
 
 #include "console.h"
 #include "filerunner.h"
+#include "libraryoutput.h"
 #include "report.h"
 #include "stop.h"
 
@@ -76,6 +77,7 @@ int runBatch(const CommandLine &commandLine)
     Report report(commandLine, console);
     if (!prepare(commandLine, console, report))
         return 1;
+    captureLibraryOutput();
     const std::vector<FileOutcome> outcomes = runJobs(commandLine, threads, console, report);
     restoreLibraries();
     console.finish();

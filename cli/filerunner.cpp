@@ -54,6 +54,17 @@ void FileRunner::process(const FileJob &job, int slot, FileOutcome &outcome)
     QImage picture = read(job, slot, outcome);
     if (picture.isNull())
         return;
+    // Known before any drawing: a drawing has its picture's size.
+    const QString unwritable = writeSizeProblem(picture.size(), job.format);
+    if (!unwritable.isEmpty()) {
+        outcome.error = QStringLiteral("cannot write %1: the drawing of %2 would be %3 x %4 "
+                                       "pixels, and %5")
+                                .arg(outputName(job.output), inputName(job.input))
+                                .arg(picture.width())
+                                .arg(picture.height())
+                                .arg(unwritable);
+        return;
+    }
     QElapsedTimer clock;
     clock.start();
     QString error;

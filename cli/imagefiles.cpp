@@ -1,15 +1,20 @@
 #include "imagefiles.h"
 
 #include "console.h"
+#include "libraryoutput.h"
+#include "picturelimits.h"
 #include "stop.h"
 #include "streams.h"
 #include "workingformat.h"
 
 #include <QBuffer>
+#include <QFile>
 #include <QFileInfo>
 #include <QImageReader>
 #include <QImageWriter>
 #include <QSaveFile>
+
+#include <climits>
 
 namespace {
 
@@ -21,14 +26,17 @@ QString quoted(const QString &path)
 QImage readWith(QImageReader &reader, QString *error, QStringList *warnings)
 {
     QImage image;
-    bool ok = false;
+    QString reason;
+    QStringList libraryLines;
     {
         WarningCapture capture;
-        ok = reader.read(&image);
+        LibraryOutput library;
+        image = readWithinLimits(reader, &reason);
         *warnings = capture.messages();
+        libraryLines = library.take();
     }
-    if (!ok) {
-        *error = withWarnings(reader.errorString(), *warnings);
+    if (image.isNull() && !reason.isEmpty()) {
+        *error = withWarnings(reason, *warnings + libraryLines);
         warnings->clear();
         return {};
     }
@@ -78,11 +86,12 @@ bool writeFile(const QImage &image, const QString &path, const QByteArray &forma
         return false;
     }
     QString reason;
+    LibraryOutput library;
     // commit() does not notice a failure to write out the last buffered
     // bytes: flush them first and check.
     if (!encode(image, &file, format, quality, &reason) || !file.flush()
         || file.error() != QFileDevice::NoError) {
-        *error = writeFailure(file, reason);
+        *error = withWarnings(writeFailure(file, reason), library.take());
         file.cancelWriting();
         return false;
     }
@@ -127,7 +136,7 @@ QImage readPicture(const QString &path, bool autoOrient, QString *error, QString
     QByteArray bytes;
     QBuffer buffer(&bytes);
     if (isStandardStream(path)) {
-        if (!readStandardInput(&bytes, error))
+        if (!readStandardInput(&bytes, error, MaxPictureFileBytes))
             return {};
         if (bytes.isEmpty()) {
             *error = QStringLiteral("nothing came in");
@@ -136,6 +145,13 @@ QImage readPicture(const QString &path, bool autoOrient, QString *error, QString
         buffer.open(QIODevice::ReadOnly);
         reader.setDevice(&buffer);
     } else {
+        // Qt says "File not found" of a file it may not open: the system's
+        // reason is clearer.
+        QFile file(path);
+        if (file.exists() && !file.open(QIODevice::ReadOnly)) {
+            *error = file.errorString();
+            return {};
+        }
         reader.setFileName(path);
     }
     // Only when asked: the window shows pictures as they are stored.
@@ -152,6 +168,17 @@ QByteArray formatForPath(const QString &path)
     if (suffix == QLatin1String("jpg") || suffix == QLatin1String("jpeg"))
         return "jpeg";
     return {};
+}
+
+QString writeSizeProblem(QSize size, const QByteArray &format)
+{
+    // libpng's default limits, which Qt's writer keeps, and libjpeg's.
+    const int most = format == "png" ? 1000000 : format == "jpeg" ? 65500 : INT_MAX;
+    if (size.width() <= most && size.height() <= most)
+        return {};
+    return QStringLiteral("a %1 file holds at most %2 pixels a side")
+            .arg(format == "png" ? QStringLiteral("PNG") : QStringLiteral("JPEG"))
+            .arg(most);
 }
 
 bool writePicture(const QImage &image, const QString &path, const QByteArray &format, int quality,

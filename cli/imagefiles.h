@@ -13,8 +13,8 @@ QString inputName(const QString &path);
 // As inputName(), "standard output" for "-".
 QString outputName(const QString &path);
 
-// Reads a picture as the window opens it (QImageReader with its default
-// settings, Qt's allocation limit included) and converts it to the working
+// Reads a picture as the window opens it (QImageReader under the size and
+// allocation limits of readWithinLimits()) and converts it to the working
 // format. `autoOrient` applies the EXIF orientation, which the window does
 // not. "-" reads standard input, the format told by the content. On failure
 // returns a null picture and sets `error`. The warnings Qt's image plugins
@@ -25,6 +25,10 @@ QImage readPicture(const QString &path, bool autoOrient, QString *error, QString
 // The writer format for a file name's suffix: "png" or "jpeg", empty when the
 // suffix names neither.
 QByteArray formatForPath(const QString &path);
+
+// Empty when a picture of `size` fits a file of `format` ("png" or "jpeg");
+// otherwise the most that does, as words.
+QString writeSizeProblem(QSize size, const QByteArray &format);
 
 // Writes `image` to `path` through a temporary file that replaces `path` only
 // once the whole picture is written, so a failed, interrupted or stopped

@@ -4,7 +4,6 @@
 #include "stop.h"
 
 #include <QCoreApplication>
-#include <QImageReader>
 
 #include <csignal>
 #include <cstdio>
@@ -20,8 +19,6 @@ int main(int argc, char *argv[])
     // Likewise a write to a pipe whose reader has gone.
     std::signal(SIGPIPE, SIG_IGN);
     installStopHandlers();
-    // As in the window: photographs of up to 64 megapixels.
-    QImageReader::setAllocationLimit(256);
 
     const ParseOutcome outcome = parseCommandLine(QCoreApplication::arguments());
     switch (outcome.kind) {

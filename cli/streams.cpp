@@ -33,7 +33,7 @@ QString systemError()
 
 } // namespace
 
-bool readStandardInput(QByteArray *bytes, QString *error)
+bool readStandardInput(QByteArray *bytes, QString *error, qint64 limit)
 {
     char block[65536];
     for (;;) {
@@ -45,6 +45,13 @@ bool readStandardInput(QByteArray *bytes, QString *error)
         if (count == 0)
             return true;
         if (count > 0) {
+            if (bytes->size() + count > limit) {
+                *error = QStringLiteral("more than %1 bytes came in; no picture that is drawn "
+                                        "takes that many")
+                                 .arg(limit);
+                bytes->clear();
+                return false;
+            }
             bytes->append(block, count);
         } else if (errno != EINTR && errno != EAGAIN) {
             *error = systemError();

@@ -5,8 +5,9 @@
 #include <QString>
 
 // Reads all of standard input. Gives up, with the reason in `error`, when the
-// run is stopped while it waits for more.
-bool readStandardInput(QByteArray *bytes, QString *error);
+// run is stopped while it waits for more, or when more than `limit` bytes
+// come in.
+bool readStandardInput(QByteArray *bytes, QString *error, qint64 limit);
 
 // Writes all of `bytes` to standard output, as readStandardInput() reads.
 bool writeStandardOutput(const QByteArray &bytes, QString *error);

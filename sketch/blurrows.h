@@ -7,14 +7,16 @@
 
 #include "vectorclones.h"
 
+#include <cstddef>
+
 // Horizontal pass over the bytes of pixels half .. width - half - 1:
 // p(x) * w[half], then the pairs p(x + k) + p(x - k), summed as integers,
 // times w[half - k] for k = 1 .. half, truncated.
 inline void horizontalBlurBytes(const unsigned char *__restrict src, unsigned char *__restrict dst,
                                 int width, const double *w, int half)
 {
-    const int end = (width - half) * 4;
-    for (int i = half * 4; i < end; ++i) {
+    const std::ptrdiff_t end = std::ptrdiff_t(width - half) * 4;
+    for (std::ptrdiff_t i = std::ptrdiff_t(half) * 4; i < end; ++i) {
         double sum = src[i] * w[half];
         for (int k = 1; k <= half; ++k)
             sum += (src[i + 4 * k] + src[i - 4 * k]) * w[half - k];
@@ -28,8 +30,8 @@ inline void horizontalBlurBytes(const unsigned char *__restrict src, unsigned ch
 inline void verticalBlurBytes(const unsigned char *const *rows, unsigned char *__restrict dst,
                               int width, const double *w, int half)
 {
-    const int end = (width - half) * 4;
-    for (int i = half * 4; i < end; ++i) {
+    const std::ptrdiff_t end = std::ptrdiff_t(width - half) * 4;
+    for (std::ptrdiff_t i = std::ptrdiff_t(half) * 4; i < end; ++i) {
         double d = int(rows[half][i] * w[half]);
         for (int k = 1; k <= half; ++k)
             d = int(d + (rows[half + k][i] + rows[half - k][i]) * w[half - k]);

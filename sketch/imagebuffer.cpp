@@ -114,6 +114,10 @@ QImage allocate(QSize size, QImage::Format format)
 QImage newImage(const QImage &like, QImage::Format format)
 {
     QImage image = allocate(like.size(), format);
+    // QImage gives a null picture when memory runs out: the callers would
+    // write into it.
+    if (image.isNull() && !like.size().isEmpty())
+        throw std::bad_alloc();
     image.setDotsPerMeterX(like.dotsPerMeterX());
     image.setDotsPerMeterY(like.dotsPerMeterY());
     for (const QString &key : like.textKeys())

@@ -6,4 +6,5 @@
 // memory the kernel may back with huge pages, which saves most of the page
 // faults of filling tens of megabytes; the picture behaves as any QImage.
 // It takes the size and the resolution and text of `like`, as a copy would.
+// Throws std::bad_alloc when there is no memory for it.
 QImage newImage(const QImage &like, QImage::Format format);

@@ -95,11 +95,11 @@ void penLevels(QImage &layer, const unsigned char *edges, int black, int white)
     QRgb table[256];
     for (int e = 0; e < 256; ++e)
         table[e] = level(255 - e, black, white);
-    const int stride = layer.bytesPerLine() / 4;
+    const qsizetype stride = layer.bytesPerLine() / 4;
     auto *bits = reinterpret_cast<QRgb *>(layer.bits());
     for (int y = 0; y < height; ++y) {
         const unsigned char *row = edges + qsizetype(y) * width;
-        QRgb *line = bits + qsizetype(y) * stride;
+        QRgb *line = bits + y * stride;
         for (int x = 0; x < width; ++x)
             line[x] = table[row[x]];
     }

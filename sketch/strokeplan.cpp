@@ -73,7 +73,7 @@ void StrokePlan::planFalling()
 // line draws once per step; each point inside the picture draws twice more.
 void StrokePlan::planRising()
 {
-    const int lines = (2 * m_width + m_density - 1) / m_density;
+    const int64_t lines = (2 * int64_t(m_width) + m_density - 1) / m_density;
     m_draws += uint64_t(lines) * (uint64_t(m_width) + 1);
     for (int residue = 0; residue < m_density; ++residue) {
         Column column(m_height, None);

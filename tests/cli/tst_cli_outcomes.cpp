@@ -5,6 +5,7 @@
 #include "clitest.h"
 
 #include "batch.h"
+#include "streams.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -12,7 +13,9 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <csignal>
 #include <new>
+#include <thread>
 #include <unistd.h>
 
 using namespace clitest;
@@ -27,6 +30,7 @@ private slots:
 
     void effectMakesNoPicture();
     void effectRunsOutOfMemory();
+    void standardInputHasABound();
 
 private:
     // Runs `effect` on in.png and a.png, with its report; returns the
@@ -147,6 +151,38 @@ void CliOutcomesTest::effectRunsOutOfMemory()
                  qPrintable(record.value("error").toString()));
     }
     QVERIFY(takeMessages().contains("kestrova-cli: cannot draw '"));
+}
+
+// An endless stream on standard input is cut off at the limit, not read
+// until memory runs out.
+void CliOutcomesTest::standardInputHasABound()
+{
+    // The writer learns that nobody reads any more from a failed write.
+    std::signal(SIGPIPE, SIG_IGN);
+    int ends[2];
+    QCOMPARE(pipe(ends), 0);
+    const int savedInput = dup(STDIN_FILENO);
+    QVERIFY(dup2(ends[0], STDIN_FILENO) >= 0);
+    close(ends[0]);
+    std::thread writer([out = ends[1]] {
+        const QByteArray block(1000, 'x');
+        for (int i = 0; i < 100; ++i) {
+            if (write(out, block.constData(), size_t(block.size())) < 0)
+                break;
+        }
+        close(out);
+    });
+    QByteArray bytes;
+    QString error;
+    const bool read = readStandardInput(&bytes, &error, 4096);
+    dup2(savedInput, STDIN_FILENO);
+    close(savedInput);
+    writer.join();
+    QVERIFY(!read);
+    QVERIFY(bytes.isEmpty());
+    QCOMPARE(error,
+             QStringLiteral("more than 4096 bytes came in; no picture that is drawn takes "
+                            "that many"));
 }
 
 QTEST_GUILESS_MAIN(CliOutcomesTest)

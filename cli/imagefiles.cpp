@@ -147,6 +147,10 @@ QImage readPicture(const QString &path, bool autoOrient, QString *error, QString
     } else {
         // Qt says "File not found" of a file it may not open: the system's
         // reason is clearer.
+        if (QFileInfo(path).isDir()) {
+            *error = QStringLiteral("it is a folder: add -r to draw the pictures in it");
+            return {};
+        }
         QFile file(path);
         if (file.exists() && !file.open(QIODevice::ReadOnly)) {
             *error = file.errorString();

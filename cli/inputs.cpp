@@ -84,12 +84,6 @@ QString fileIdentity(const QString &path)
 
 } // namespace
 
-void refuseFolder(const QString &input)
-{
-    if (!isStandardStream(input) && QFileInfo(input).isDir())
-        refuse(QStringLiteral("'%1' is a folder: add -r to draw the pictures in it").arg(input));
-}
-
 std::vector<FileJob> batchJobs(const QStringList &inputs, const BatchTarget &target, bool recursive,
                                QStringList *notes)
 {
@@ -97,8 +91,9 @@ std::vector<FileJob> batchJobs(const QStringList &inputs, const BatchTarget &tar
     for (const QString &input : inputs) {
         if (isStandardStream(input))
             refuse(QStringLiteral("standard input ('-') takes one OUTPUT, not -o"));
+        // A folder without -r fails when it is read, like any unreadable
+        // file, and the others are still drawn.
         if (!recursive || !QFileInfo(input).isDir()) {
-            refuseFolder(input);
             jobs.push_back(FileJob {input, drawingName(QFileInfo(input).fileName(), target),
                                     target.format});
             continue;

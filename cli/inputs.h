@@ -14,12 +14,10 @@ struct BatchTarget
 // One job per INPUT of batch mode, written to DIR/<name without suffix>.<suffix>.
 // With `recursive`, a folder INPUT gives one job per picture in it and its
 // subfolders, written under the same relative path in DIR; folders without
-// any picture are named in `notes`. Without it, a folder is refused.
+// any picture are named in `notes`. Without it, a folder is a file that
+// cannot be read.
 std::vector<FileJob> batchJobs(const QStringList &inputs, const BatchTarget &target, bool recursive,
                                QStringList *notes);
-
-// Refuses a folder given as `input` without -r.
-void refuseFolder(const QString &input);
 
 // Refuses outputs that would overwrite an input, two inputs that would write
 // the same file, and a report that would overwrite an input or a drawing.

@@ -215,7 +215,6 @@ std::vector<FileJob> singleJob(const QCommandLineParser &parser, const QStringLi
     if (positional.size() > 3)
         refuse(QStringLiteral(
                 "too many arguments: give one INPUT and one OUTPUT, or INPUT... -o DIR"));
-    refuseFolder(positional.at(1));
     const QString output = positional.at(2);
     return {FileJob {positional.at(1), output, singleFormat(parser, output)}};
 }

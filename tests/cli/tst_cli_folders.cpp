@@ -178,18 +178,36 @@ void CliFoldersTest::clashWithLooseFileRefused()
                                  "'out/x.png'"));
 }
 
+// Without -r a folder is a file that cannot be read: it fails in one line
+// naming it, and the other inputs are still drawn.
 void CliFoldersTest::folderNeedsRecursive_data()
 {
     QTest::addColumn<QStringList>("arguments");
-    QTest::newRow("batch") << QStringList {"pen", "photos", "-o", "out"};
-    QTest::newRow("one file") << QStringList {"pen", "photos", "out.png"};
+    QTest::addColumn<QStringList>("drawn");
+    QTest::newRow("batch") << QStringList {"pen", "photos", "loose.png", "-o", "out"}
+                           << QStringList {"out", "out/loose.png"};
+    QTest::newRow("one file") << QStringList {"pen", "photos", "out.png"} << QStringList {};
 }
 
 void CliFoldersTest::folderNeedsRecursive()
 {
     QFETCH(QStringList, arguments);
+    QFETCH(QStringList, drawn);
     QVERIFY(addPicture(QStringLiteral("photos/a.png"), 1));
-    expectRefusal(arguments, QStringLiteral("'photos' is a folder: add -r"));
+    QVERIFY(addPicture(QStringLiteral("loose.png"), 2));
+    const QStringList before = tree(m_dir->path());
+    const RunResult result = runCli(arguments, m_dir->path());
+    CLI_EXPECT_EXIT(result, 1);
+    QVERIFY2(result.err.startsWith(QStringLiteral(
+                     "kestrova-cli: cannot read 'photos': it is a folder: add -r to draw the "
+                     "pictures in it\n")),
+             qPrintable(result.err));
+    QCOMPARE(result.err.count(QLatin1String("photos")), 1);
+    QStringList after = before + drawn;
+    after.sort();
+    QCOMPARE(tree(m_dir->path()), after);
+    if (!drawn.isEmpty())
+        expectPenDrawings({{"loose.png", "out/loose.png"}});
 }
 
 void CliFoldersTest::recursiveNeedsOutputFolder()

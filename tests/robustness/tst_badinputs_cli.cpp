@@ -22,7 +22,7 @@ class TestBadInputsCli : public QObject
 private slots:
     void initTestCase();
     void everyInputEveryEffect();
-    void folderIsAUsageError();
+    void folderIsAFileThatCannotBeRead();
 
 private:
     struct Run
@@ -54,11 +54,8 @@ void TestBadInputsCli::initTestCase()
     QVERIFY(m_dir.isValid() && m_madeDir.isValid());
     m_inputs = committedInputs();
     QVERIFY2(!m_inputs.empty(), "the catalogue tests/data/bad/catalogue.txt is missing");
-    for (const Input &input : madeInputs(m_madeDir)) {
-        // A folder is an argument the tool refuses outright: see below.
-        if (!QFileInfo(input.path).isDir())
-            m_inputs.push_back(input);
-    }
+    for (const Input &input : madeInputs(m_madeDir))
+        m_inputs.push_back(input);
     // The unprivileged runs write their drawings here.
     QFile::setPermissions(m_dir.path(), QFileDevice::Permissions(0x7777));
 }
@@ -141,9 +138,9 @@ void TestBadInputsCli::everyInputEveryEffect()
     qInfo("%d inputs, %d runs", int(m_inputs.size()), int(runs.size()));
 }
 
-// A folder given where a file belongs is a usage error, refused before
-// anything is read or written: exit status 2, naming the folder.
-void TestBadInputsCli::folderIsAUsageError()
+// A folder given where a file belongs cannot be read: exit status 1, one
+// line naming the folder, nothing written.
+void TestBadInputsCli::folderIsAFileThatCannotBeRead()
 {
     const QString folder = m_madeDir.filePath(QStringLiteral("folder.png"));
     QVERIFY(QFileInfo(folder).isDir());
@@ -153,10 +150,12 @@ void TestBadInputsCli::folderIsAUsageError()
                       {effect, folder, m_dir.filePath(QStringLiteral("from-folder.png"))});
         QVERIFY(process.waitForFinished(60000));
         QCOMPARE(process.exitStatus(), QProcess::NormalExit);
-        QCOMPARE(process.exitCode(), 2);
+        QCOMPARE(process.exitCode(), 1);
         const QString err = QString::fromLocal8Bit(process.readAllStandardError());
-        QVERIFY2(err.startsWith(QStringLiteral("kestrova-cli: '%1' is a folder").arg(folder)),
-                 qPrintable(err));
+        QCOMPARE(err,
+                 QStringLiteral("kestrova-cli: cannot read '%1': it is a folder: add -r to draw "
+                                "the pictures in it\n")
+                         .arg(folder));
         QVERIFY(!QFileInfo::exists(m_dir.filePath(QStringLiteral("from-folder.png"))));
     }
 }

@@ -53,8 +53,33 @@ int usage()
 {
     fprintf(stderr,
             "usage: kestrova-bench edges|pen|pencil PICTURE|WIDTHxHEIGHT [REPEAT]\n"
-            "       kestrova-bench poster PICTURE|WIDTHxHEIGHT [REPEAT [COLOURS]]\n");
+            "       kestrova-bench poster PICTURE|WIDTHxHEIGHT [REPEAT [COLOURS]]\n"
+            "       kestrova-bench color PICTURE|WIDTHxHEIGHT [REPEAT [THRESHOLD [BRUSH]]]\n"
+            "       kestrova-bench photo PICTURE WIDTHxHEIGHT OUT.jpg\n");
     return 2;
+}
+
+// A photograph of any size for the command-line tool's figures: PICTURE
+// scaled smoothly to the size and written as a JPEG of quality 90, so that
+// the file decodes like a camera's.
+int makePhoto(int argc, char *argv[])
+{
+    int width = 0, height = 0;
+    if (argc != 5 || sscanf(argv[3], "%dx%d", &width, &height) != 2 || width < 1 || height < 1)
+        return usage();
+    const QImage source = QImageReader(QString::fromLocal8Bit(argv[2])).read();
+    if (source.isNull()) {
+        fprintf(stderr, "kestrova-bench: cannot read '%s'\n", argv[2]);
+        return 1;
+    }
+    const QImage photo
+            = source.convertToFormat(QImage::Format_RGB32)
+                      .scaled(width, height, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    if (photo.isNull() || !photo.save(QString::fromLocal8Bit(argv[4]), "JPEG", 90)) {
+        fprintf(stderr, "kestrova-bench: cannot write '%s'\n", argv[4]);
+        return 1;
+    }
+    return 0;
 }
 
 } // namespace
@@ -64,6 +89,8 @@ int main(int argc, char *argv[])
     if (argc < 3)
         return usage();
     const char *operation = argv[1];
+    if (!strcmp(operation, "photo"))
+        return makePhoto(argc, argv);
     // The operations log the time of each of their stages.
     QLoggingCategory::setFilterRules("kestrova.timing.debug=true");
     const int repeat = argc > 3 ? atoi(argv[3]) : 5;
@@ -143,7 +170,8 @@ int main(int argc, char *argv[])
                 const QImage current = segmentor.CurrentImage();
                 pictureTime += timer.nsecsElapsed() / 1e6;
                 timer.restart();
-                current.scaledToWidth(image.width(), Qt::SmoothTransformation);
+                const QImage shown = current.scaledToWidth(image.width(), Qt::SmoothTransformation);
+                Q_UNUSED(shown);
                 scaleTime += timer.nsecsElapsed() / 1e6;
             }
             merging = std::min(merging, mergeTime);

@@ -4,11 +4,14 @@
 #include "clitest.h"
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTemporaryDir>
 #include <QTest>
+
+#include <cmath>
 
 using namespace clitest;
 
@@ -29,7 +32,8 @@ private slots:
 private:
     // Parses the report; fails the test unless it is an array of objects.
     QJsonArray parse(const QByteArray &text);
-    void expectTimes(const QJsonObject &record, bool read, bool effect, bool write);
+    // `runMs` is how long the whole run took, as the test saw it.
+    void expectTimes(const QJsonObject &record, bool read, bool effect, bool write, qint64 runMs);
 
     QTemporaryDir m_dir;
 };
@@ -53,18 +57,28 @@ QJsonArray CliReportTest::parse(const QByteArray &text)
     return document.array();
 }
 
-// A stage that ran has a time of zero or more; one that did not has null.
-void CliReportTest::expectTimes(const QJsonObject &record, bool read, bool effect, bool write)
+// A stage that ran has a time in tenths of a millisecond, and the stages of
+// one file took no longer than the whole run; one that did not run has null.
+void CliReportTest::expectTimes(const QJsonObject &record, bool read, bool effect, bool write,
+                                qint64 runMs)
 {
     const std::pair<const char *, bool> stages[]
             = {{"read_ms", read}, {"effect_ms", effect}, {"write_ms", write}};
+    double total = 0;
     for (const auto &stage : stages) {
         const QJsonValue value = record.value(QLatin1String(stage.first));
-        if (stage.second)
-            QVERIFY2(value.isDouble() && value.toDouble() >= 0, stage.first);
-        else
+        if (!stage.second) {
             QVERIFY2(value.isNull(), stage.first);
+            continue;
+        }
+        QVERIFY2(value.isDouble(), stage.first);
+        const double ms = value.toDouble();
+        QVERIFY2(ms >= 0, stage.first);
+        QCOMPARE(std::round(ms * 10) / 10, ms);
+        total += ms;
     }
+    QVERIFY2(total <= double(runMs),
+             qPrintable(QStringLiteral("%1 ms of stages in a %2 ms run").arg(total).arg(runMs)));
 }
 
 // A drawing written, a file that cannot be read, a drawing skipped: every
@@ -74,6 +88,8 @@ void CliReportTest::batchRecords()
 {
     QDir(m_dir.path()).mkpath(QStringLiteral("out"));
     QVERIFY(writeBytes(m_dir.filePath(QStringLiteral("out/c.png")), "an earlier drawing"));
+    QElapsedTimer clock;
+    clock.start();
     const RunResult result = runCli(
             {QStringLiteral("pencil"), QStringLiteral("--density"), QStringLiteral("3"),
              QStringLiteral("--no-contour"), QStringLiteral("--skip-existing"),
@@ -81,6 +97,7 @@ void CliReportTest::batchRecords()
              QStringLiteral("report.json"), QStringLiteral("a.png"), QStringLiteral("b.png"),
              QStringLiteral("c.jpg"), QStringLiteral("-o"), QStringLiteral("out")},
             m_dir.path());
+    const qint64 runMs = clock.elapsed();
     CLI_EXPECT_EXIT(result, 1);
     const QJsonArray records = parse(fileBytes(m_dir.filePath(QStringLiteral("report.json"))));
     QCOMPARE(records.size(), 3);
@@ -102,7 +119,7 @@ void CliReportTest::batchRecords()
     QVERIFY(written.value("error").isNull());
     QCOMPARE(written.value("width").toInt(), 40);
     QCOMPARE(written.value("height").toInt(), 30);
-    expectTimes(written, true, true, true);
+    expectTimes(written, true, true, true, runMs);
 
     const QJsonObject failed = records.at(1).toObject();
     QCOMPARE(failed.value("status").toString(), QStringLiteral("failed"));
@@ -112,24 +129,27 @@ void CliReportTest::batchRecords()
     QVERIFY2(result.err.contains(QStringLiteral("kestrova-cli: ") + error + QLatin1Char('\n')),
              qPrintable(result.err));
     QVERIFY(failed.value("width").isNull() && failed.value("height").isNull());
-    expectTimes(failed, false, false, false);
+    expectTimes(failed, false, false, false, runMs);
 
     const QJsonObject skipped = records.at(2).toObject();
     QCOMPARE(skipped.value("status").toString(), QStringLiteral("skipped"));
     QVERIFY(skipped.value("error").isNull());
     QVERIFY(skipped.value("width").isNull() && skipped.value("height").isNull());
-    expectTimes(skipped, false, false, false);
+    expectTimes(skipped, false, false, false, runMs);
     QCOMPARE(fileBytes(m_dir.filePath(QStringLiteral("out/c.png"))),
              QByteArray("an earlier drawing"));
 }
 
 void CliReportTest::singleFileToStderr()
 {
+    QElapsedTimer clock;
+    clock.start();
     const RunResult result
             = runCli({QStringLiteral("pen"), QStringLiteral("--black"), QStringLiteral("90"),
                       QStringLiteral("--report"), QStringLiteral("-"), QStringLiteral("c.jpg"),
                       QStringLiteral("single.jpg")},
                      m_dir.path());
+    const qint64 runMs = clock.elapsed();
     CLI_EXPECT_EXIT(result, 0);
     QCOMPARE(result.out, QString());
     const QJsonArray records = parse(result.err.toUtf8());
@@ -142,7 +162,7 @@ void CliReportTest::singleFileToStderr()
     QCOMPARE(record.value("status").toString(), QStringLiteral("written"));
     QCOMPARE(record.value("width").toInt(), 24);
     QCOMPARE(record.value("height").toInt(), 36);
-    expectTimes(record, true, true, true);
+    expectTimes(record, true, true, true, runMs);
 }
 
 // The report can be read line by line as it grows: the array's brackets

@@ -85,15 +85,12 @@ std::vector<int> progressValues(const QList<QList<QVariant>> &spy)
 
 QImage runCli(const QStringList &arguments, const QString &output)
 {
-#ifdef KESTROVA_CLI_PATH
     QProcess process;
     process.start(QStringLiteral(KESTROVA_CLI_PATH), arguments + QStringList {output});
-    if (!process.waitForFinished(60000) || process.exitCode() != 0)
-        qWarning() << process.readAllStandardError();
+    if (!process.waitForFinished(60000) || process.exitStatus() != QProcess::NormalExit
+        || process.exitCode() != 0) {
+        qWarning() << "kestrova-cli failed:" << process.readAllStandardError();
+        return QImage();
+    }
     return QImage(output);
-#else
-    Q_UNUSED(arguments);
-    Q_UNUSED(output);
-    return QImage();
-#endif
 }

@@ -71,6 +71,6 @@ std::vector<unsigned char> edgeMapOf(const QImage &image);
 // The values a spy on QProgressBar::valueChanged saw, in order.
 std::vector<int> progressValues(const QList<QList<QVariant>> &spy);
 
-// Runs the command-line tool and reads its picture; a null picture when the
-// tool is not built.
+// Runs the command-line tool and reads its picture; a null picture when it
+// failed or wrote none.
 QImage runCli(const QStringList &arguments, const QString &output);

@@ -14,6 +14,8 @@ test_packages=(
     desktop-file-utils  # desktop-file-validate
     appstream           # appstreamcli validate
     dpkg-dev            # dpkg-shlibdeps, which cpack -G DEB runs for Depends
+    file                # cpack -G DEB asks file which installed files are programs
+    binutils            # strip and readelf for the package's programs
     bash-completion     # the completion test loads it as an interactive bash would
     man-db              # man --warnings renders the manual pages
 )

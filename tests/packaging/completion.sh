@@ -6,7 +6,7 @@ script=$(realpath "$1")
 cli=$(realpath "$2")
 
 if [ ! -r /usr/share/bash-completion/bash_completion ]; then
-    echo "bash-completion is missing: scripts/install-deps.sh --tests installs it" >&2
+    echo "FAIL: /usr/share/bash-completion/bash_completion is missing: Debian's package bash-completion provides it (scripts/install-deps.sh --tests installs it)" >&2
     exit 1
 fi
 # bash-completion is written for interactive shells: no -e, no -u.

@@ -5,12 +5,9 @@
 set -euo pipefail
 build=$1 expected=$2 version=$3
 
-for tool in dpkg-deb dpkg-shlibdeps; do
-    if ! command -v "$tool" >/dev/null; then
-        echo "$tool is missing: scripts/install-deps.sh --tests installs it" >&2
-        exit 1
-    fi
-done
+# cpack -G DEB runs file and dpkg-shlibdeps to compute Depends, and strip.
+source "$(dirname "$0")/needs.sh"
+needs cpack cmake dpkg-deb dpkg dpkg-shlibdeps dpkg-dev file file strip binutils readelf binutils
 
 out=$(mktemp -d)
 trap 'rm -rf "$out"' EXIT

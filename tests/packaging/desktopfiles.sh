@@ -5,12 +5,8 @@
 set -euo pipefail
 desktop=$1 metainfo=$2 changelog=$3 version=$4 date=$5
 
-for tool in desktop-file-validate appstreamcli; do
-    if ! command -v "$tool" >/dev/null; then
-        echo "$tool is missing: scripts/install-deps.sh --tests installs it" >&2
-        exit 1
-    fi
-done
+source "$(dirname "$0")/needs.sh"
+needs desktop-file-validate desktop-file-utils appstreamcli appstream
 
 failures=0
 fail()

@@ -5,6 +5,9 @@
 set -euo pipefail
 build=$1 expected=$2 version=$3
 
+source "$(dirname "$0")/needs.sh"
+needs cmake cmake
+
 prefix=$(mktemp -d)
 trap 'rm -rf "$prefix"' EXIT
 cmake --install "$build" --prefix "$prefix" >/dev/null

@@ -6,10 +6,8 @@ set -euo pipefail
 cli=$1
 shift
 
-if ! command -v man >/dev/null; then
-    echo "man is missing: scripts/install-deps.sh --tests installs it" >&2
-    exit 1
-fi
+source "$(dirname "$0")/needs.sh"
+needs man man-db
 
 failures=0
 for page in "$@"; do

@@ -1,10 +1,15 @@
 #include "testsupport.h"
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QLoggingCategory>
 #include <QPainter>
 #include <QRandomGenerator>
+#include <QTemporaryDir>
+
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace testsupport {
 
@@ -140,6 +145,46 @@ QString photo(const QString &name)
 {
     const QString path = QDir(QStringLiteral(KESTROVA_PHOTOS_DIR)).filePath(name);
     return QFileInfo::exists(path) ? path : QString();
+}
+
+namespace {
+
+// Whether a user who is neither the owner nor in the group may run `program`:
+// every folder above it searchable by others, the file executable by them.
+bool othersMayStart(const QString &program)
+{
+    const auto othersMay = [](const QString &path, mode_t bit) {
+        struct stat status;
+        return ::stat(QFile::encodeName(path).constData(), &status) == 0
+                && (status.st_mode & bit) != 0;
+    };
+    const QString absolute = QFileInfo(program).absoluteFilePath();
+    if (!othersMay(absolute, S_IXOTH))
+        return false;
+    for (QDir folder = QFileInfo(absolute).dir(); !folder.isRoot(); folder.cdUp()) {
+        if (!othersMay(folder.absolutePath(), S_IXOTH))
+            return false;
+    }
+    return true;
+}
+
+} // namespace
+
+QString startableByNobody(const QString &program)
+{
+    if (geteuid() != 0 || othersMayStart(program))
+        return program;
+    static QTemporaryDir folder;
+    const QString copy = folder.filePath(QFileInfo(program).fileName());
+    if (!QFileInfo::exists(copy)) {
+        const auto everyone = QFileDevice::ReadOwner | QFileDevice::WriteOwner
+                | QFileDevice::ExeOwner | QFileDevice::ReadGroup | QFileDevice::ExeGroup
+                | QFileDevice::ReadOther | QFileDevice::ExeOther;
+        if (!folder.isValid() || !QFile::setPermissions(folder.path(), everyone)
+            || !QFile::copy(program, copy) || !QFile::setPermissions(copy, everyone))
+            qFatal("cannot copy %s where nobody may start it", qPrintable(program));
+    }
+    return copy;
 }
 
 } // namespace testsupport

@@ -36,6 +36,12 @@ struct ProgressRecorder
     Progress progress();
 };
 
+// Tests run as root start kestrova-cli as nobody, who may not enter the
+// folder of a build made under /root. Returns `program` when nobody can start
+// it there, otherwise a copy in a folder everyone may enter, made once per
+// test process (the program links its own libraries statically).
+QString startableByNobody(const QString &program);
+
 // The photographs folder beside the repository, or empty when absent.
 QString photo(const QString &name);
 

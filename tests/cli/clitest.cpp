@@ -22,7 +22,8 @@ namespace clitest {
 void startCli(QProcess &process, const QStringList &arguments, const QString &workingDirectory,
               const std::function<void()> &childSetup)
 {
-    process.setProgram(QStringLiteral(KESTROVA_CLI_PATH));
+    const QString program = QStringLiteral(KESTROVA_CLI_PATH);
+    process.setProgram(childSetup ? testsupport::startableByNobody(program) : program);
     process.setArguments(arguments);
     if (!workingDirectory.isEmpty())
         process.setWorkingDirectory(workingDirectory);

@@ -3,6 +3,7 @@
 // file. The runs go a few at a time.
 
 #include "catalogue.h"
+#include "testsupport.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -63,10 +64,13 @@ void TestBadInputsCli::initTestCase()
 void TestBadInputsCli::start(Run &run)
 {
     run.process = std::make_unique<QProcess>();
-    run.process->setProgram(QStringLiteral(KESTROVA_CLI_PATH));
+    const QString program = QStringLiteral(KESTROVA_CLI_PATH);
+    run.process->setProgram(program);
     run.process->setArguments({run.effect, run.input->path, run.output});
-    if (run.input->unprivileged)
+    if (run.input->unprivileged) {
+        run.process->setProgram(testsupport::startableByNobody(program));
         run.process->setChildProcessModifier(unprivilegedChild());
+    }
     run.process->start();
 }
 

@@ -87,7 +87,7 @@ cp /etc/resolv.conf "$root/etc/resolv.conf"
 
 # A clean clone of the current commit: what CI and a newcomer get.
 commit=$(git -C "$here" rev-parse HEAD)
-git clone -q --no-hardlinks "$here" "$root/root/kestrova"
+git -c advice.detachedHead=false clone -q --no-hardlinks "$here" "$root/root/kestrova"
 git -C "$root/root/kestrova" checkout -q --detach "$commit"
 rm -rf "$root/root/kestrova/.git"
 [ -z "$(git -C "$here" status --porcelain --untracked-files=no)" ] \

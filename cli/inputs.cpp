@@ -94,8 +94,8 @@ std::vector<FileJob> batchJobs(const QStringList &inputs, const BatchTarget &tar
         // A folder without -r fails when it is read, like any unreadable
         // file, and the others are still drawn.
         if (!recursive || !QFileInfo(input).isDir()) {
-            jobs.push_back(FileJob {input, drawingName(QFileInfo(input).fileName(), target),
-                                    target.format});
+            const QString name = QFileInfo(input).fileName();
+            jobs.push_back(FileJob {input, drawingName(name, target), target.format, name});
             continue;
         }
         const QStringList pictures = picturesIn(input, target.folder);
@@ -103,7 +103,7 @@ std::vector<FileJob> batchJobs(const QStringList &inputs, const BatchTarget &tar
             *notes << QStringLiteral("no pictures in '%1'").arg(input);
         for (const QString &picture : pictures)
             jobs.push_back(FileJob {QDir::cleanPath(input + QLatin1Char('/') + picture),
-                                    drawingName(picture, target), target.format});
+                                    drawingName(picture, target), target.format, picture});
     }
     return jobs;
 }

@@ -2,6 +2,7 @@
 
 #include "imagefiles.h"
 #include "inputs.h"
+#include "shard.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -89,6 +90,11 @@ void addOptions(QCommandLineParser &parser)
             {QStringLiteral("skip-existing"),
              QStringLiteral("Leave every drawing that already exists untouched; the summary "
                             "counts them. Runs an interrupted batch to its end.")},
+            {QStringLiteral("shard"),
+             QStringLiteral("Batch mode: draw only the <I>-th of <N> parts of the files, "
+                            "chosen by each input's relative path, so that N machines share "
+                            "one batch without talking to each other (I from 1 to N)."),
+             QStringLiteral("I/N")},
             {QStringLiteral("auto-orient"),
              QStringLiteral("Turn each picture upright as its EXIF orientation says before "
                             "drawing (phone photos). Off by default: the window shows "
@@ -253,7 +259,14 @@ CommandLine checkedCommandLine(const QCommandLineParser &parser)
         line.outputDir = parser.value(QStringLiteral("o"));
     line.reportPath = parser.value(QStringLiteral("report"));
     line.jobs = batch ? batchJobs(parser, positional, &line.notes) : singleJob(parser, positional);
+    // Checked on the whole batch, so that every machine refuses the same.
     checkOutputs(line.jobs, line.reportPath);
+    if (parser.isSet(QStringLiteral("shard"))) {
+        const Shard shard = parseShard(parser.value(QStringLiteral("shard")));
+        if (!batch)
+            refuse(QStringLiteral("--shard applies with -o only"));
+        line.jobs = jobsOfShard(line.jobs, shard);
+    }
     if (parser.isSet(QStringLiteral("quality")))
         line.quality = integerValue(parser, QStringLiteral("quality"), 0, 100);
     line.threads = parser.isSet(QStringLiteral("j"))

@@ -15,6 +15,9 @@ struct FileJob
     QString input;
     QString output;
     QByteArray format;
+    // Batch mode: the input's path inside the FOLDER given with -r, or its
+    // file name; the same on every machine that shares the batch.
+    QString relativePath = {};
 };
 
 struct CommandLine

@@ -18,6 +18,7 @@ test_packages=(
     binutils            # strip and readelf for the package's programs
     bash-completion     # the completion test loads it as an interactive bash would
     man-db              # man --warnings renders the manual pages
+    parallel            # GNU parallel shares a batch among "machines" in a test
 )
 for argument in "$@"; do
     if [ "$argument" = --tests ]; then

@@ -101,6 +101,8 @@ void CliUsageTest::helpDocumentsEveryOption()
                                 "--quality <N>           JPEG quality",
                                 "-j, --jobs <N>          Draw <N> files at once",
                                 "--skip-existing         Leave every drawing that already exists",
+                                "--shard <I/N>           Batch mode: draw only the <I>-th of <N> "
+                                "parts",
                                 "--auto-orient           Turn each picture upright",
                                 "--report <FILE>         Write a JSON record of every file",
                                 "--quiet                 No progress line",

@@ -17,6 +17,19 @@ struct CompressorDeleter
 
 using Compressor = std::unique_ptr<libdeflate_compressor, CompressorDeleter>;
 
+// A compressor for `level`, kept by each thread for its next band: making one
+// costs as much as compressing a few kilobytes.
+libdeflate_compressor *compressorFor(int level)
+{
+    thread_local int keptLevel = -1;
+    thread_local Compressor kept;
+    if (!kept || keptLevel != level) {
+        kept.reset(libdeflate_alloc_compressor(level));
+        keptLevel = level;
+    }
+    return kept.get();
+}
+
 // Where the last block of a raw deflate stream starts and where its data
 // ends, in bits from the start. libdeflate does not tell; zlib's inflate
 // stops at every block boundary when asked to and says how many bits of the
@@ -80,12 +93,12 @@ bool continueAfter(std::vector<std::uint8_t> &band)
 std::vector<std::uint8_t> deflateBand(int level, const std::uint8_t *data, std::size_t size,
                                       bool last)
 {
-    const Compressor compressor(libdeflate_alloc_compressor(level));
+    libdeflate_compressor *compressor = compressorFor(level);
     if (!compressor)
         return {};
-    std::vector<std::uint8_t> band(libdeflate_deflate_compress_bound(compressor.get(), size) + 5);
+    std::vector<std::uint8_t> band(libdeflate_deflate_compress_bound(compressor, size) + 5);
     const std::size_t written
-            = libdeflate_deflate_compress(compressor.get(), data, size, band.data(), band.size());
+            = libdeflate_deflate_compress(compressor, data, size, band.data(), band.size());
     if (written == 0)
         return {};
     band.resize(written);

@@ -149,7 +149,8 @@ bool compressBands(const QImage &image, const PngLayout &layout, int level,
         }
         try {
             Band &band = bands[std::size_t(index)];
-            std::vector<std::uint8_t> raw;
+            // Kept by each thread for its next band, and its next picture.
+            thread_local std::vector<std::uint8_t> raw;
             const int first = index * rows;
             filterRows(image, layout.colourType, layout.filter, first,
                        std::min(image.height(), first + rows), raw);

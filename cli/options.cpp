@@ -87,8 +87,8 @@ void addOptions(QCommandLineParser &parser)
             {QStringLiteral("quality"), QStringLiteral("JPEG quality, 0..100 (default 100)."),
              QStringLiteral("N")},
             {QStringLiteral("png-level"),
-             QStringLiteral("PNG compression: fast, or small for files about a tenth smaller "
-                            "in two to three times the time (default fast)."),
+             QStringLiteral("PNG compression: fast, or small for smaller files in two to three "
+                            "times the write's time (default fast)."),
              QStringLiteral("LEVEL")},
             {{QStringLiteral("j"), QStringLiteral("jobs")},
              QStringLiteral("Draw <N> files at once, each taking about one picture's worth "

@@ -3,6 +3,8 @@
 // writer stores, in the smallest colour type, the same bytes for any number
 // of threads, and pngcheck finds nothing wrong.
 
+#include "lineart.h"
+#include "pixelkind.h"
 #include "pngwriter.h"
 #include "testsupport.h"
 
@@ -35,6 +37,7 @@ private slots:
     void keepsResolutionAndText();
     void stopsWhenAsked();
     void reportsDeviceErrors();
+    void rowLoopsMatchPixelFunctions();
 
 private:
     QTemporaryDir m_dir;
@@ -78,7 +81,7 @@ QImage withAlpha(QImage image, quint32 seed)
 }
 
 // Black lines on a transparent layer: grey and alpha.
-QImage lineArt(int width, int height, quint32 seed)
+QImage lineArtPicture(int width, int height, quint32 seed)
 {
     QImage image = greyDrawing(width, height, seed, QImage::Format_ARGB32);
     for (int y = 0; y < height; ++y) {
@@ -194,9 +197,9 @@ void PngWriterTest::roundTrip_data()
     QTest::newRow("translucent 23x1") << withAlpha(blockyPicture(23, 1, 12), 2) << T::Rgba;
     QTest::newRow("translucent 507x611 bands")
             << withAlpha(blockyPicture(507, 611, 13), 3) << T::Rgba;
-    QTest::newRow("line art 1x1") << lineArt(1, 1, 14) << T::GreyAlpha;
-    QTest::newRow("line art 1x13") << lineArt(1, 13, 15) << T::GreyAlpha;
-    QTest::newRow("line art 811x733 bands") << lineArt(811, 733, 16) << T::GreyAlpha;
+    QTest::newRow("line art 1x1") << lineArtPicture(1, 1, 14) << T::GreyAlpha;
+    QTest::newRow("line art 1x13") << lineArtPicture(1, 13, 15) << T::GreyAlpha;
+    QTest::newRow("line art 811x733 bands") << lineArtPicture(811, 733, 16) << T::GreyAlpha;
     // Grey but translucent in places, and black but opaque.
     QTest::newRow("grey translucent")
             << withAlpha(greyDrawing(67, 45, 17, argb), 4) << T::GreyAlpha;
@@ -344,6 +347,47 @@ void PngWriterTest::reportsDeviceErrors()
         QString error;
         QVERIFY(!writePng(blockyPicture(300, 200, 61), &device, PngWriteOptions(), &error));
         QCOMPARE(error, QStringLiteral("No space left on device"));
+    }
+}
+
+// Each loop over a row says what its function for one pixel or byte says.
+void PngWriterTest::rowLoopsMatchPixelFunctions()
+{
+    const QImage images[]
+            = {withAlpha(blockyPicture(37, 3, 71), 7),
+               greyDrawing(41, 3, 72, QImage::Format_ARGB32), lineArtPicture(29, 3, 73)};
+    for (const QImage &image : images) {
+        const auto *row = reinterpret_cast<const QRgb *>(image.constScanLine(1));
+        const auto *above = reinterpret_cast<const QRgb *>(image.constScanLine(0));
+        const QImage layer = lineArt(image);
+        PixelKind kind;
+        for (int x = 0; x < image.width(); ++x) {
+            kind &= pixelKind(row[x]);
+            QCOMPARE(lineArtPixel(row[x]), layer.pixel(x, 1));
+        }
+        const PixelKind rowResult = rowKind(row, image.width());
+        QCOMPARE(rowResult.grey, kind.grey);
+        QCOMPARE(rowResult.opaque, kind.opaque);
+        for (const PngColourType type : {PngColourType::Grey, PngColourType::GreyAlpha,
+                                         PngColourType::Rgb, PngColourType::Rgba}) {
+            const int size = bytesPerPixel(type);
+            const std::size_t bytes = std::size_t(image.width()) * size;
+            std::vector<std::uint8_t> packed(bytes), packedAbove(bytes), one(4);
+            packRow(row, image.width(), type, packed.data());
+            packRow(above, image.width(), type, packedAbove.data());
+            for (int x = 0; x < image.width(); ++x) {
+                packPixel(row[x], type, one.data());
+                QVERIFY(std::equal(one.begin(), one.begin() + size, packed.begin() + x * size));
+            }
+            for (const PngFilter filter : {PngFilter::None, PngFilter::Sub, PngFilter::Up}) {
+                std::vector<std::uint8_t> filtered(bytes + 1);
+                filterRow(filter, packed.data(), packedAbove.data(), bytes, size, filtered.data());
+                QCOMPARE(int(filtered[0]), int(filter));
+                for (std::size_t i = 0; i < bytes; ++i)
+                    QCOMPARE(filtered[i + 1],
+                             filteredByte(filter, packed.data(), packedAbove.data(), i, size));
+            }
+        }
     }
 }
 

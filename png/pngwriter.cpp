@@ -104,14 +104,18 @@ PngFilter chooseFilter(const QImage &image, PngColourType type, int level, TaskR
     const PngFilter filters[] = {PngFilter::None, PngFilter::Sub, PngFilter::Up};
     std::size_t sizes[3] = {};
     runner.run(3, [&](int which) {
-        std::vector<std::uint8_t> sample, rows;
-        for (int group = 0; group < groups; ++group) {
-            const int first
-                    = int(qint64(image.height() - groupRows) * group / std::max(1, groups - 1));
-            filterRows(image, type, filters[which], first, first + groupRows, rows);
-            sample.insert(sample.end(), rows.begin(), rows.end());
+        try {
+            std::vector<std::uint8_t> sample, rows;
+            for (int group = 0; group < groups; ++group) {
+                const int first
+                        = int(qint64(image.height() - groupRows) * group / std::max(1, groups - 1));
+                filterRows(image, type, filters[which], first, first + groupRows, rows);
+                sample.insert(sample.end(), rows.begin(), rows.end());
+            }
+            sizes[which] = deflateBand(level, sample.data(), sample.size(), true).size();
+        } catch (const std::bad_alloc &) {
+            sizes[which] = 0;
         }
-        sizes[which] = deflateBand(std::min(level, 6), sample.data(), sample.size(), true).size();
     });
     int best = 0;
     for (int which = 1; which < 3; ++which) {

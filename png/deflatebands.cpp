@@ -41,7 +41,7 @@ bool lastBlockBits(const std::uint8_t *data, std::size_t size, std::size_t *last
     if (inflateInit2(&stream, -MAX_WBITS) != Z_OK)
         return false;
     // The decoded bytes are not wanted: inflate keeps its own window.
-    std::vector<std::uint8_t> scratch(std::size_t(1) << 16);
+    thread_local std::vector<std::uint8_t> scratch(std::size_t(1) << 16);
     stream.next_in = const_cast<std::uint8_t *>(data);
     stream.avail_in = uInt(size);
     *lastStart = 0;
@@ -96,12 +96,18 @@ std::vector<std::uint8_t> deflateBand(int level, const std::uint8_t *data, std::
     libdeflate_compressor *compressor = compressorFor(level);
     if (!compressor)
         return {};
-    std::vector<std::uint8_t> band(libdeflate_deflate_compress_bound(compressor, size) + 5);
+    // Compressed into memory the thread has used before, then copied out at
+    // its size: with a fresh buffer of the worst case's size for every band,
+    // the threads spent as long in page faults as they gained.
+    thread_local std::vector<std::uint8_t> scratch;
+    scratch.resize(libdeflate_deflate_compress_bound(compressor, size));
     const std::size_t written
-            = libdeflate_deflate_compress(compressor, data, size, band.data(), band.size());
+            = libdeflate_deflate_compress(compressor, data, size, scratch.data(), scratch.size());
     if (written == 0)
         return {};
-    band.resize(written);
+    std::vector<std::uint8_t> band;
+    band.reserve(written + 5);
+    band.assign(scratch.begin(), scratch.begin() + std::ptrdiff_t(written));
     if (!last && !continueAfter(band))
         return {};
     return band;

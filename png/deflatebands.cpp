@@ -30,6 +30,34 @@ libdeflate_compressor *compressorFor(int level)
     return kept.get();
 }
 
+// A raw inflater kept by each thread and reset for every band: setting one up
+// and ending it for every band had the threads wait on each other in the
+// allocator.
+class Inflater
+{
+public:
+    Inflater() { m_ready = inflateInit2(&m_stream, -MAX_WBITS) == Z_OK; }
+    ~Inflater()
+    {
+        if (m_ready)
+            inflateEnd(&m_stream);
+    }
+    Inflater(const Inflater &) = delete;
+    Inflater &operator=(const Inflater &) = delete;
+
+    // The inflater, ready for a new stream; null when it could not be made.
+    z_stream *reset()
+    {
+        if (!m_ready || inflateReset(&m_stream) != Z_OK)
+            return nullptr;
+        return &m_stream;
+    }
+
+private:
+    z_stream m_stream {};
+    bool m_ready = false;
+};
+
 // Where the last block of a raw deflate stream starts and where its data
 // ends, in bits from the start. libdeflate does not tell; zlib's inflate
 // stops at every block boundary when asked to and says how many bits of the
@@ -37,9 +65,11 @@ libdeflate_compressor *compressorFor(int level)
 bool lastBlockBits(const std::uint8_t *data, std::size_t size, std::size_t *lastStart,
                    std::size_t *end)
 {
-    z_stream stream {};
-    if (inflateInit2(&stream, -MAX_WBITS) != Z_OK)
+    thread_local Inflater inflater;
+    z_stream *reset = inflater.reset();
+    if (!reset)
         return false;
+    z_stream &stream = *reset;
     // The decoded bytes are not wanted: inflate keeps its own window.
     thread_local std::vector<std::uint8_t> scratch(std::size_t(1) << 16);
     stream.next_in = const_cast<std::uint8_t *>(data);
@@ -65,7 +95,6 @@ bool lastBlockBits(const std::uint8_t *data, std::size_t size, std::size_t *last
         if (result == Z_BUF_ERROR && stream.avail_in == 0)
             break;
     }
-    inflateEnd(&stream);
     return result == Z_STREAM_END && *end <= size * 8 && size * 8 - *end < 8;
 }
 

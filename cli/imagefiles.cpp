@@ -190,7 +190,8 @@ QByteArray formatForPath(const QString &path)
 
 QString writeSizeProblem(QSize size, const QByteArray &format)
 {
-    // libpng's default limits, which Qt's writer keeps, and libjpeg's.
+    // libpng reads PNG files of at most a million pixels a side unless told
+    // otherwise: a larger file would be of little use. libjpeg writes no more.
     const int most = format == "png" ? 1000000 : format == "jpeg" ? 65500 : INT_MAX;
     if (size.width() <= most && size.height() <= most)
         return {};

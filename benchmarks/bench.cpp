@@ -10,13 +10,16 @@
 #include "pencilhatch.h"
 #include "pencilsketch.h"
 #include "pensketch.h"
+#include "pngwriter.h"
 #include "poster.h"
 #include "postersketch.h"
 #include "segmentor.h"
 
+#include <QBuffer>
 #include <QElapsedTimer>
 #include <QImage>
 #include <QImageReader>
+#include <QImageWriter>
 #include <QLoggingCategory>
 
 #include <cstdio>
@@ -55,7 +58,8 @@ int usage()
             "usage: kestrova-bench edges|pen|pencil PICTURE|WIDTHxHEIGHT [REPEAT]\n"
             "       kestrova-bench poster PICTURE|WIDTHxHEIGHT [REPEAT [COLOURS]]\n"
             "       kestrova-bench color PICTURE|WIDTHxHEIGHT [REPEAT [THRESHOLD [BRUSH]]]\n"
-            "       kestrova-bench photo PICTURE WIDTHxHEIGHT OUT.jpg\n");
+            "       kestrova-bench photo PICTURE WIDTHxHEIGHT OUT.jpg\n"
+            "       kestrova-bench write PICTURE|WIDTHxHEIGHT [REPEAT]\n");
     return 2;
 }
 
@@ -79,6 +83,98 @@ int makePhoto(int argc, char *argv[])
         fprintf(stderr, "kestrova-bench: cannot write '%s'\n", argv[4]);
         return 1;
     }
+    return 0;
+}
+
+const char *colourTypeName(PngColourType type)
+{
+    switch (type) {
+    case PngColourType::Grey:
+        return "grey";
+    case PngColourType::GreyAlpha:
+        return "grey+alpha";
+    case PngColourType::Rgb:
+        return "RGB";
+    case PngColourType::Rgba:
+        break;
+    }
+    return "RGBA";
+}
+
+const char *filterName(PngFilter filter)
+{
+    switch (filter) {
+    case PngFilter::None:
+        return "none";
+    case PngFilter::Sub:
+        return "sub";
+    case PngFilter::Up:
+        break;
+    }
+    return "up";
+}
+
+// One write of the drawing writer into memory; its time in milliseconds.
+double timedPngWrite(const QImage &drawing, PngLevel level, int threads, QByteArray *bytes,
+                     PngLayout *layout)
+{
+    bytes->clear();
+    QBuffer buffer(bytes);
+    buffer.open(QIODevice::WriteOnly);
+    PngWriteOptions options;
+    options.level = level;
+    options.threads = threads;
+    QString error;
+    QElapsedTimer timer;
+    timer.start();
+    writePng(drawing, &buffer, options, &error, layout);
+    return timer.nsecsElapsed() / 1e6;
+}
+
+// Qt's PNG writer at its defaults, then the drawing writer at both levels on
+// one and two threads, all into memory: the write alone, without the disk.
+// The one- and two-thread writes take turns, so that a burst of other work
+// on the machine does not fall on one of them only; the fastest of each is
+// printed.
+void timeWrites(const char *name, const QImage &drawing, int repeat)
+{
+    QByteArray reference;
+    const double qtMs = fastestMs(1, [&] {
+        reference.clear();
+        QBuffer buffer(&reference);
+        buffer.open(QIODevice::WriteOnly);
+        QImageWriter(&buffer, "png").write(drawing);
+    });
+    printf("%s: QImageWriter %.1f ms, %lld bytes\n", name, qtMs, qint64(reference.size()));
+    for (const PngLevel level : {PngLevel::Fast, PngLevel::Small}) {
+        double best[2] = {1e300, 1e300};
+        QByteArray bytes;
+        PngLayout layout;
+        for (int run = 0; run < repeat; ++run) {
+            for (const int threads : {1, 2})
+                best[threads - 1] = std::min(
+                        best[threads - 1], timedPngWrite(drawing, level, threads, &bytes, &layout));
+        }
+        for (const int threads : {1, 2})
+            printf("  %s, %d thread%s: %.1f ms (%.3f x), %lld bytes (%.3f x), %s, %s filter, "
+                   "%d bands\n",
+                   level == PngLevel::Fast ? "fast" : "small", threads, threads > 1 ? "s" : "",
+                   best[threads - 1], best[threads - 1] / qtMs, qint64(bytes.size()),
+                   double(bytes.size()) / reference.size(), colourTypeName(layout.colourType),
+                   filterName(layout.filter), layout.bands);
+        printf("    two threads: %.2f x the one-thread time\n", best[1] / best[0]);
+    }
+}
+
+int timeAllWrites(const QImage &image, int repeat)
+{
+    std::vector<unsigned char> edges(size_t(image.width()) * image.height());
+    labsobellight2(image, edges.data());
+    RandomSequence pencilRandom, posterRandom;
+    timeWrites("pen", pensketch(image, edges.data(), 150, 255), repeat);
+    timeWrites("pencil", pencilSketch(image, edges.data(), PencilSettings(), pencilRandom), repeat);
+    timeWrites("poster", posterSketch(image, edges.data(), PosterSettings(), posterRandom), repeat);
+    timeWrites("color", colourSketch(image, 20, 70), repeat);
     return 0;
 }
 
@@ -106,9 +202,11 @@ int main(int argc, char *argv[])
     }
     if (image.format() != QImage::Format_RGB32 && image.format() != QImage::Format_ARGB32)
         image = image.convertToFormat(QImage::Format_ARGB32);
-    std::vector<unsigned char> edges(size_t(image.width()) * image.height());
     printf("%s, %dx%d (%.1f MP)\n", operation, image.width(), image.height(),
            image.width() * double(image.height()) / 1e6);
+    if (!strcmp(operation, "write"))
+        return timeAllWrites(image, repeat);
+    std::vector<unsigned char> edges(size_t(image.width()) * image.height());
 
     if (!strcmp(operation, "edges")) {
         printf("edge map: %.1f ms\n",

@@ -61,6 +61,10 @@ _kestrova_cli()
             COMPREPLY=($(compgen -W 'png jpg' -- "$cur"))
             return
             ;;
+        --png-level)
+            COMPREPLY=($(compgen -W 'fast small' -- "$cur"))
+            return
+            ;;
     esac
     # Any other value is a number: nothing to offer.
     [[ $valued == *" $prev "* ]] && return

@@ -44,6 +44,8 @@ struct Effect
     // Whether the effect reads the edge map.
     bool needsEdges;
     EffectFunction run;
+    // Whether --transparent applies: the drawing is grey lines on white.
+    bool transparentSwitch = false;
 
     const EffectOption *option(const QString &name) const;
     EffectSettings defaults() const;

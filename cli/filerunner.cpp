@@ -1,6 +1,7 @@
 #include "filerunner.h"
 
 #include "imagefiles.h"
+#include "lineart.h"
 #include "stop.h"
 
 #include <QDir>
@@ -138,7 +139,12 @@ QImage FileRunner::draw(const QImage &picture, int slot, QString *error)
     }
     for (const QString &message : capture.messages())
         m_console.print(message);
-    return drawing;
+    if (!m_commandLine.transparent)
+        return drawing;
+    const QImage layer = lineArt(drawing);
+    if (layer.isNull())
+        *error = QStringLiteral("not enough memory");
+    return layer;
 }
 
 bool FileRunner::write(const QImage &drawing, const FileJob &job, int slot, QString *error)
@@ -151,7 +157,12 @@ bool FileRunner::write(const QImage &drawing, const FileJob &job, int slot, QStr
         *error = QStringLiteral("cannot create the folder '%1'").arg(folder);
         return false;
     }
-    return writePicture(drawing, job.output, job.format, m_commandLine.quality, error);
+    Encoding encoding;
+    encoding.format = job.format;
+    encoding.quality = m_commandLine.quality;
+    encoding.pngLevel = m_commandLine.pngLevel;
+    encoding.threads = m_commandLine.coreThreads;
+    return writePicture(drawing, job.output, encoding, error);
 }
 
 // The core's progress reports are where a stopped run leaves an effect. With

@@ -50,14 +50,30 @@ QImage readWith(QImageReader &reader, QString *error, QStringList *warnings)
     return working;
 }
 
+// PNG through the drawing writer, which also looks at the stop flag between
+// its bands.
+bool encodePng(const QImage &image, QIODevice *device, const Encoding &encoding, QString *reason)
+{
+    PngWriteOptions options;
+    options.level = encoding.pngLevel;
+    options.threads = encoding.threads;
+    options.stopped = stopRequested;
+    if (writePng(image, device, options, reason))
+        return true;
+    if (stopRequested())
+        *reason = stopText();
+    return false;
+}
+
 // Encodes `image` into `target`; gives up once the run is stopped.
-bool encode(const QImage &image, QIODevice *target, const QByteArray &format, int quality,
-            QString *reason)
+bool encode(const QImage &image, QIODevice *target, const Encoding &encoding, QString *reason)
 {
     StoppableWriter device(target);
-    QImageWriter writer(&device, format);
-    if (format == "jpeg")
-        writer.setQuality(quality);
+    if (encoding.format == "png")
+        return encodePng(image, &device, encoding, reason);
+    QImageWriter writer(&device, encoding.format);
+    if (encoding.format == "jpeg")
+        writer.setQuality(encoding.quality);
     WarningCapture capture;
     if (writer.write(image))
         return true;
@@ -77,8 +93,7 @@ QString writeFailure(QSaveFile &file, const QString &writerReason)
     return writerReason;
 }
 
-bool writeFile(const QImage &image, const QString &path, const QByteArray &format, int quality,
-               QString *error)
+bool writeFile(const QImage &image, const QString &path, const Encoding &encoding, QString *error)
 {
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly)) {
@@ -89,7 +104,7 @@ bool writeFile(const QImage &image, const QString &path, const QByteArray &forma
     LibraryOutput library;
     // commit() does not notice a failure to write out the last buffered
     // bytes: flush them first and check.
-    if (!encode(image, &file, format, quality, &reason) || !file.flush()
+    if (!encode(image, &file, encoding, &reason) || !file.flush()
         || file.error() != QFileDevice::NoError) {
         *error = withWarnings(writeFailure(file, reason), library.take());
         file.cancelWriting();
@@ -104,13 +119,12 @@ bool writeFile(const QImage &image, const QString &path, const QByteArray &forma
 
 // The whole picture is encoded before the first byte goes out: a failure
 // leaves nothing on standard output.
-bool writeToStandardOutput(const QImage &image, const QByteArray &format, int quality,
-                           QString *error)
+bool writeToStandardOutput(const QImage &image, const Encoding &encoding, QString *error)
 {
     QByteArray bytes;
     QBuffer buffer(&bytes);
     buffer.open(QIODevice::WriteOnly);
-    return encode(image, &buffer, format, quality, error) && writeStandardOutput(bytes, error);
+    return encode(image, &buffer, encoding, error) && writeStandardOutput(bytes, error);
 }
 
 } // namespace
@@ -176,7 +190,8 @@ QByteArray formatForPath(const QString &path)
 
 QString writeSizeProblem(QSize size, const QByteArray &format)
 {
-    // libpng's default limits, which Qt's writer keeps, and libjpeg's.
+    // libpng reads PNG files of at most a million pixels a side unless told
+    // otherwise: a larger file would be of little use. libjpeg writes no more.
     const int most = format == "png" ? 1000000 : format == "jpeg" ? 65500 : INT_MAX;
     if (size.width() <= most && size.height() <= most)
         return {};
@@ -185,10 +200,10 @@ QString writeSizeProblem(QSize size, const QByteArray &format)
             .arg(most);
 }
 
-bool writePicture(const QImage &image, const QString &path, const QByteArray &format, int quality,
+bool writePicture(const QImage &image, const QString &path, const Encoding &encoding,
                   QString *error)
 {
     if (isStandardStream(path))
-        return writeToStandardOutput(image, format, quality, error);
-    return writeFile(image, path, format, quality, error);
+        return writeToStandardOutput(image, encoding, error);
+    return writeFile(image, path, encoding, error);
 }

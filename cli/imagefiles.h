@@ -1,5 +1,7 @@
 #pragma once
 
+#include "pngwriter.h"
+
 #include <QByteArray>
 #include <QImage>
 #include <QString>
@@ -30,10 +32,20 @@ QByteArray formatForPath(const QString &path);
 // otherwise the most that does, as words.
 QString writeSizeProblem(QSize size, const QByteArray &format);
 
+// How a drawing is encoded: `format` "png" or "jpeg"; `quality` applies to
+// JPEG only, the level and the threads to PNG only.
+struct Encoding
+{
+    QByteArray format;
+    int quality = 100;
+    PngLevel pngLevel = PngLevel::Fast;
+    int threads = 1;
+};
+
 // Writes `image` to `path` through a temporary file that replaces `path` only
 // once the whole picture is written, so a failed, interrupted or stopped
 // write leaves any earlier file as it was and no partial file behind.
-// "-" writes to standard output once the whole picture is encoded. `quality`
-// applies to JPEG only.
-bool writePicture(const QImage &image, const QString &path, const QByteArray &format, int quality,
+// "-" writes to standard output once the whole picture is encoded. PNG goes
+// through the drawing writer, JPEG through Qt's.
+bool writePicture(const QImage &image, const QString &path, const Encoding &encoding,
                   QString *error);

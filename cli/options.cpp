@@ -15,6 +15,7 @@
 namespace {
 
 const QString NoContour = QStringLiteral("no-contour");
+const QString Transparent = QStringLiteral("transparent");
 
 QString optionLine(const QString &syntax, const QString &description)
 {
@@ -39,6 +40,9 @@ QString effectsHelp()
         if (effect.contourSwitch)
             text += optionLine(QStringLiteral("--") + NoContour,
                                QStringLiteral("leave the contours out"));
+        if (effect.transparentSwitch)
+            text += optionLine(QStringLiteral("--") + Transparent,
+                               QStringLiteral("black lines on a transparent layer (PNG only)"));
     }
     return text;
 }
@@ -83,9 +87,17 @@ void addOptions(QCommandLineParser &parser)
              QStringLiteral("FORMAT")},
             {QStringLiteral("quality"), QStringLiteral("JPEG quality, 0..100 (default 100)."),
              QStringLiteral("N")},
+            {QStringLiteral("png-level"),
+             QStringLiteral("PNG compression: fast, or small for smaller files in two to three "
+                            "times the write's time (default fast)."),
+             QStringLiteral("LEVEL")},
             {{QStringLiteral("j"), QStringLiteral("jobs")},
              QStringLiteral("Draw <N> files at once, each taking about one picture's worth "
                             "of memory (default: one per processor core)."),
+             QStringLiteral("N")},
+            {QStringLiteral("threads"),
+             QStringLiteral("Threads the work on each file may use (default: the processor "
+                            "cores shared among the files drawn at once)."),
              QStringLiteral("N")},
             {QStringLiteral("skip-existing"),
              QStringLiteral("Leave every drawing that already exists untouched; the summary "
@@ -124,6 +136,10 @@ void addOptions(QCommandLineParser &parser)
     QCommandLineOption noContour(NoContour, QStringLiteral("Leave the contours out."));
     noContour.setFlags(QCommandLineOption::HiddenFromHelp);
     parser.addOption(noContour);
+    QCommandLineOption transparent(Transparent,
+                                   QStringLiteral("Black lines on a transparent layer."));
+    transparent.setFlags(QCommandLineOption::HiddenFromHelp);
+    parser.addOption(transparent);
 }
 
 int integerValue(const QCommandLineParser &parser, const QString &name, int minimum, int maximum)
@@ -169,6 +185,10 @@ EffectSettings effectSettings(const QCommandLineParser &parser, const Effect &ef
     if (parser.isSet(NoContour) && !effect.contourSwitch)
         refuse(QStringLiteral("the %1 effect has no option --%2")
                        .arg(QLatin1String(effect.name), NoContour));
+    if (parser.isSet(Transparent) && !effect.transparentSwitch)
+        refuse(QStringLiteral("the %1 effect has no option --%2: only the grey drawings of "
+                              "pen and pencil come as lines on a transparent layer")
+                       .arg(QLatin1String(effect.name), Transparent));
     EffectSettings settings = effect.defaults();
     for (const EffectOption &option : effect.options) {
         const QString name = QLatin1String(option.name);
@@ -236,6 +256,26 @@ std::vector<FileJob> batchJobs(const QCommandLineParser &parser, const QStringLi
     return batchJobs(positional.mid(1), target, parser.isSet(QStringLiteral("r")), notes);
 }
 
+PngLevel pngLevel(const QCommandLineParser &parser)
+{
+    if (!parser.isSet(QStringLiteral("png-level")))
+        return PngLevel::Fast;
+    const QString name = parser.value(QStringLiteral("png-level"));
+    if (name == QLatin1String("fast"))
+        return PngLevel::Fast;
+    if (name == QLatin1String("small"))
+        return PngLevel::Small;
+    refuse(QStringLiteral("--png-level must be fast or small, not '%1'").arg(name));
+}
+
+void refuseTransparentJpeg(const std::vector<FileJob> &jobs)
+{
+    for (const FileJob &job : jobs) {
+        if (job.format != "png")
+            refuse(QStringLiteral("--transparent writes PNG only: JPEG has no transparency"));
+    }
+}
+
 // Qt's help text, with the program's name in the usage line however it was
 // started.
 QString helpText(const QCommandLineParser &parser)
@@ -269,9 +309,19 @@ CommandLine checkedCommandLine(const QCommandLineParser &parser)
     }
     if (parser.isSet(QStringLiteral("quality")))
         line.quality = integerValue(parser, QStringLiteral("quality"), 0, 100);
+    line.pngLevel = pngLevel(parser);
+    line.transparent = parser.isSet(Transparent);
+    if (line.transparent)
+        refuseTransparentJpeg(line.jobs);
+    const int cores = qMax(1, QThread::idealThreadCount());
     line.threads = parser.isSet(QStringLiteral("j"))
             ? integerValue(parser, QStringLiteral("j"), 1, INT_MAX)
-            : qMax(1, QThread::idealThreadCount());
+            : cores;
+    // The files drawn at once share the cores.
+    const int filesAtOnce = qBound(1, line.threads, qMax(1, int(line.jobs.size())));
+    line.coreThreads = parser.isSet(QStringLiteral("threads"))
+            ? integerValue(parser, QStringLiteral("threads"), 1, 1024)
+            : qMax(1, cores / filesAtOnce);
     line.quiet = parser.isSet(QStringLiteral("quiet"));
     line.timings = parser.isSet(QStringLiteral("timings"));
     line.skipExisting = parser.isSet(QStringLiteral("skip-existing"));

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "effects.h"
+#include "pngwriter.h"
 
 #include <QByteArray>
 #include <QString>
@@ -32,7 +33,13 @@ struct CommandLine
     // Said on stderr before the work starts (folders without pictures).
     QStringList notes;
     int quality = 100;
+    PngLevel pngLevel = PngLevel::Fast;
+    // Files drawn at once (-j).
     int threads = 1;
+    // Threads the work on one file may use (--threads).
+    int coreThreads = 1;
+    // Black lines on a transparent layer instead of the grey drawing.
+    bool transparent = false;
     bool quiet = false;
     bool timings = false;
     bool skipExisting = false;

@@ -2,13 +2,15 @@
 # Installs the Debian packages Kestrova needs to build, test and run, when
 # any is missing. Nothing but Debian packages is downloaded.
 #   scripts/install-deps.sh [--tests] [PACKAGE...]
-# --tests adds what the packaging tests run; other arguments are more packages.
+# --tests adds the programs the tests run; other arguments are more packages.
 set -euo pipefail
 
 packages=(
     cmake ninja-build g++ pkg-config
     qt6-base-dev qt6-base-dev-tools libgl-dev
     qt6-image-formats-plugins   # TIFF and other readers for the open dialog
+    libdeflate-dev zlib1g-dev   # the drawing writer's compression
+    libpng-dev                  # the writer's test reads its files with libpng too
 )
 test_packages=(
     desktop-file-utils  # desktop-file-validate
@@ -19,6 +21,8 @@ test_packages=(
     bash-completion     # the completion test loads it as an interactive bash would
     man-db              # man --warnings renders the manual pages
     parallel            # GNU parallel shares a batch among "machines" in a test
+    pngcheck            # checks every PNG file the writer's tests write
+    python3-pil         # PIL reads them back
 )
 for argument in "$@"; do
     if [ "$argument" = --tests ]; then

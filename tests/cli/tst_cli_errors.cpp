@@ -80,14 +80,16 @@ void asUnprivilegedUser()
         _exit(99);
 }
 
-// Limits the size of every file the child writes: the drawing cannot be
-// written in full.
-void limitFileSize()
+// Limits the size of every file the child writes to `bytes`: the drawing
+// cannot be written in full.
+std::function<void()> limitFileSize(rlim_t bytes = 100)
 {
-    struct rlimit limit;
-    limit.rlim_cur = 100;
-    limit.rlim_max = 100;
-    setrlimit(RLIMIT_FSIZE, &limit);
+    return [bytes] {
+        struct rlimit limit;
+        limit.rlim_cur = bytes;
+        limit.rlim_max = bytes;
+        setrlimit(RLIMIT_FSIZE, &limit);
+    };
 }
 
 } // namespace
@@ -196,20 +198,39 @@ void CliErrorsTest::writeUnderRegularFile()
 void CliErrorsTest::failedWriteKeepsExistingFile_data()
 {
     QTest::addColumn<QString>("output");
-    QTest::newRow("png") << QStringLiteral("out.png");
-    QTest::newRow("jpeg") << QStringLiteral("out.jpg");
+    QTest::addColumn<QStringList>("options");
+    // A picture of several bands of compressed rows, cut off after some.
+    QTest::addColumn<bool>("large");
+    QTest::newRow("png") << QStringLiteral("out.png") << QStringList() << false;
+    QTest::newRow("png small") << QStringLiteral("out.png") << QStringList {"--png-level", "small"}
+                               << false;
+    QTest::newRow("png transparent")
+            << QStringLiteral("out.png") << QStringList {"--transparent"} << false;
+    QTest::newRow("png large, 3 threads")
+            << QStringLiteral("out.png") << QStringList {"--threads", "3"} << true;
+    QTest::newRow("png large, small")
+            << QStringLiteral("out.png") << QStringList {"--png-level", "small"} << true;
+    QTest::newRow("jpeg") << QStringLiteral("out.jpg") << QStringList() << false;
 }
 
+// The file size limit stops the write part of the way: the PNG writer's
+// bands, its chunks and Qt's JPEG writer alike.
 void CliErrorsTest::failedWriteKeepsExistingFile()
 {
     QFETCH(QString, output);
+    QFETCH(QStringList, options);
+    QFETCH(bool, large);
     QTemporaryDir dir;
-    QVERIFY(writeBytes(dir.filePath(QStringLiteral("in.png")), pngBytes(6)));
+    if (large)
+        QVERIFY(savePicture(makePicture(1500, 1100, 6), dir.filePath(QStringLiteral("in.png"))));
+    else
+        QVERIFY(writeBytes(dir.filePath(QStringLiteral("in.png")), pngBytes(6)));
     const QByteArray earlier("an earlier drawing that must survive");
     QVERIFY(writeBytes(dir.filePath(output), earlier));
     const QStringList before = folderEntries(dir.path());
-    const RunResult result = runCli({QStringLiteral("pencil"), QStringLiteral("in.png"), output},
-                                    dir.path(), limitFileSize);
+    const RunResult result = runCli(QStringList {QStringLiteral("pencil")} + options
+                                            + QStringList {QStringLiteral("in.png"), output},
+                                    dir.path(), limitFileSize(large ? 200000 : 100));
     CLI_EXPECT_EXIT(result, 1);
     QVERIFY2(result.err.contains(QStringLiteral("kestrova-cli: cannot write '%1': ").arg(output)),
              qPrintable(result.err));

@@ -40,6 +40,8 @@ private slots:
     void batchNamesCollide();
     void formatWithoutOutputFolder();
     void unknownBatchFormat();
+    void transparentRefused_data();
+    void transparentRefused();
 
 private:
     // Checks a refused command line: exit status 2, the message on stderr,
@@ -76,11 +78,20 @@ void CliUsageTest::helpListsEffectsAndOptions()
     const RunResult result = runCli({QStringLiteral("--help")});
     CLI_EXPECT_EXIT(result, 0);
     QVERIFY(result.out.startsWith(QLatin1String("Usage: kestrova-cli ")));
-    const char *expected[]
-            = {"  pen ",           "  pencil ",       "  poster ",    "  color ",
-               "--black <N>",      "--density <N>",   "--no-contour", "--contour-black <N>",
-               "--colors <N>",     "--threshold <N>", "--brush <N>",  "0..255 (default 150)",
-               "1..10 (default 6)"};
+    const char *expected[] = {"  pen ",
+                              "  pencil ",
+                              "  poster ",
+                              "  color ",
+                              "--black <N>",
+                              "--density <N>",
+                              "--no-contour",
+                              "--contour-black <N>",
+                              "--colors <N>",
+                              "--threshold <N>",
+                              "--brush <N>",
+                              "--transparent",
+                              "0..255 (default 150)",
+                              "1..10 (default 6)"};
     for (const char *text : expected)
         QVERIFY2(result.out.contains(QLatin1String(text)), text);
 }
@@ -99,7 +110,9 @@ void CliUsageTest::helpDocumentsEveryOption()
                                 "--format <FORMAT>       Format of the drawings with -o or "
                                 "OUTPUT -",
                                 "--quality <N>           JPEG quality",
+                                "--png-level <LEVEL>     PNG compression: fast, or small",
                                 "-j, --jobs <N>          Draw <N> files at once",
+                                "--threads <N>           Threads the work on each file may use",
                                 "--skip-existing         Leave every drawing that already exists",
                                 "--shard <I/N>           Batch mode: draw only the <I>-th of <N> "
                                 "parts",
@@ -153,6 +166,10 @@ void CliUsageTest::valueOutOfRange_data()
     QTest::newRow("quality 101") << QStringList {"pen", "--quality", "101"}
                                  << QStringLiteral("from 0 to 100");
     QTest::newRow("jobs 0") << QStringList {"pen", "-j", "0"} << QStringLiteral("at least 1");
+    QTest::newRow("threads 0") << QStringList {"pen", "--threads", "0"}
+                               << QStringLiteral("--threads must be a whole number from 1 to");
+    QTest::newRow("png level") << QStringList {"pen", "--png-level", "best"}
+                               << QStringLiteral("--png-level must be fast or small, not 'best'");
 }
 
 void CliUsageTest::valueOutOfRange()
@@ -277,6 +294,33 @@ void CliUsageTest::unknownBatchFormat()
     expectUsageError({QStringLiteral("pen"), QStringLiteral("--format"), QStringLiteral("gif"),
                       QStringLiteral("in.png"), QStringLiteral("-o"), QStringLiteral("out")},
                      QStringLiteral("--format must be png or jpg"));
+}
+
+void CliUsageTest::transparentRefused_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QString>("message");
+    const QString colours = QStringLiteral("only the grey drawings of pen and pencil come as "
+                                           "lines on a transparent layer");
+    const QString jpeg = QStringLiteral("--transparent writes PNG only: JPEG has no transparency");
+    QTest::newRow("poster") << QStringList {"poster", "--transparent", "in.png", "out.png"}
+                            << QStringLiteral("the poster effect has no option --transparent: ")
+                    + colours;
+    QTest::newRow("color") << QStringList {"color", "--transparent", "in.png", "out.png"}
+                           << QStringLiteral("the color effect has no option --transparent: ")
+                    + colours;
+    QTest::newRow("jpeg file") << QStringList {"pen", "--transparent", "in.png", "out.jpg"} << jpeg;
+    QTest::newRow("jpeg batch") << QStringList {"pencil", "--transparent", "--format",
+                                                "jpg",    "in.png",        "-o",
+                                                "out"}
+                                << jpeg;
+}
+
+void CliUsageTest::transparentRefused()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QString, message);
+    expectUsageError(arguments, message);
 }
 
 QTEST_GUILESS_MAIN(CliUsageTest)

@@ -95,13 +95,16 @@ expect "pen pencil" -j 2 --quiet pe
 expect "poster" --timings po
 
 # The general options, before and after the effect.
-general=(--help --version -o --output-dir --format --quality -j --jobs --quiet --timings)
-includes "${general[@]}" but-not --density --colors --threshold --black -- -
-includes "${general[@]}" --black --white but-not --density --no-contour -- pen -
-includes --density --black --white --contour-black --contour-white --no-contour \
+general=(--help --version -o --output-dir --format --quality --png-level -j --jobs --threads
+    --quiet --timings)
+includes "${general[@]}" but-not --density --colors --threshold --black --transparent -- -
+includes "${general[@]}" --black --white --transparent but-not --density --no-contour -- pen -
+includes --density --black --white --contour-black --contour-white --no-contour --transparent \
     but-not --colors --threshold --brush -- pencil -
+includes --colors but-not --transparent -- poster -
 expect "--colors --contour-black --contour-white" poster --c
-expect "--threshold --timings" color --t
+expect "--threads --threshold --timings" color --t
+expect "--threads --timings --transparent" pen --t
 expect "--black" pen photo.jpg --quiet color --b   # the effect is the first word
 expect "" pen --d   # the pen has no density
 
@@ -109,6 +112,9 @@ expect "" pen --d   # the pen has no density
 expect "jpg png" pencil --format ''
 expect "jpg" pencil -o out --format j
 expect "jpg png" pencil --format = ''   # --format=<TAB>: bash splits at the =
+expect "fast small" pencil --png-level ''
+expect "small" poster --png-level s
+expect "" pen --threads ''
 expect "photos" pen -o ''
 expect "photos" pen --output-dir ''
 expect "" pencil --density ''

@@ -39,7 +39,7 @@ field()
 
 # dpkg-shlibdeps names each library package with the least version it needs.
 depends=", $(field Depends),"
-for library in libc6 libstdc++6 libqt6core6 libqt6gui6 libqt6widgets6; do
+for library in libc6 libstdc++6 libqt6core6 libqt6gui6 libqt6widgets6 libdeflate0 zlib1g; do
     [[ $depends == *", $library (>= "* ]] || fail "Depends does not name $library with a version"
 done
 [[ $depends == *san* ]] && fail "Depends names a sanitizer runtime"

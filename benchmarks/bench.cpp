@@ -55,6 +55,7 @@ int usage()
             "usage: kestrova-bench edges|pen|pencil PICTURE|WIDTHxHEIGHT [REPEAT]\n"
             "       kestrova-bench poster PICTURE|WIDTHxHEIGHT [REPEAT [COLOURS]]\n"
             "       kestrova-bench color PICTURE|WIDTHxHEIGHT [REPEAT [THRESHOLD [BRUSH]]]\n"
+            "       kestrova-bench merge PICTURE|WIDTHxHEIGHT [REPEAT [THRESHOLD [BRUSH]]]\n"
             "       kestrova-bench photo PICTURE WIDTHxHEIGHT OUT.jpg\n");
     return 2;
 }
@@ -183,6 +184,26 @@ int main(int argc, char *argv[])
                construction, merging, merges, levels, picture, scaling);
         printf("whole command: %.1f ms\n",
                fastestMs(repeat, [&] { colourSketch(image, threshold, brush); }));
+        return 0;
+    }
+    // The merging alone, without pictures: for instruction and cache counts
+    // under valgrind (--toggle-collect='CSegmentor::Next*').
+    if (!strcmp(operation, "merge")) {
+        const int threshold = argc > 4 ? atoi(argv[4]) : 20;
+        const int brush = argc > 5 ? atoi(argv[5]) : 70;
+        const QImage working = colourSketchWorkingPicture(image);
+        qint64 merges = 0;
+        int levels = 0;
+        const double best = fastestMs(repeat, [&] {
+            CSegmentor segmentor(working, brush);
+            merges = 0;
+            levels = 0;
+            segmentor.setYield([&merges] { ++merges; });
+            while (segmentor.Next(threshold))
+                ++levels;
+        });
+        printf("construction and merging: %.1f ms (%lld merges, %d levels)\n", best, merges,
+               levels);
         return 0;
     }
     if (!strcmp(operation, "poster")) {

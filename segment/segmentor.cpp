@@ -14,12 +14,29 @@
 
 Q_LOGGING_CATEGORY(lcSegment, "kestrova.segment", QtInfoMsg)
 
-CSegmentor::CSegmentor(const QImage &image, int clusterSize)
+// The records start on a cache line; large arrays start on a huge page
+// already.
+ClusterArray::ClusterArray(size_t size)
+    : m_bytes(size * sizeof(CCluster) + 64)
+    , m_size(size)
+{
+    m_memory = allocateLarge(m_bytes);
+    const auto start = (reinterpret_cast<quintptr>(m_memory) + 63) & ~quintptr(63);
+    m_data = reinterpret_cast<CCluster *>(start);
+}
+
+ClusterArray::~ClusterArray()
+{
+    releaseLarge(m_memory, m_bytes);
+}
+
+CSegmentor::CSegmentor(const QImage &image, int clusterSize, Entries entries)
     : m_image(toWorkingFormat(image))
     , m_width(image.width())
     , m_height(image.height())
     , m_clusterthresh(qint16(clusterSize))
-    , m_clusters(size_t(m_width) * size_t(m_height), LargeArray<CCluster>::Uninitialized)
+    , m_wide(entries == Entries::Wide || !packs(size_t(m_width) * size_t(m_height)))
+    , m_clusters(size_t(m_width) * size_t(m_height))
     , m_eaters(m_clusters.size(), LargeArray<qint32>::Uninitialized)
 {
     makeClusters();
@@ -66,7 +83,7 @@ void CSegmentor::makeClusters()
         cluster.m_likeness = 500;
         cluster.m_filedAt = 0;
         cluster.m_slot = -1;
-        cluster.m_neighbours = NeighbourList();
+        NeighbourPool<WideEntries>::clear(cluster.m_neighbours);
         cluster.m_deleted = false;
         cluster.m_pixelCount = 1;
         cluster.m_colour = qint32(colourOfValue[valueOf[c]]);
@@ -106,7 +123,7 @@ void CSegmentor::wire()
     // neighbours, tells no one, and waits at 999.
     const bool full = m_clusterthresh < 1;
     if (!full && m_clusters.size() > 0)
-        wireNeighbours();
+        withEntries([this](auto form) { wireNeighbours<decltype(form)>(); });
     for (int y = 0; y < m_height; ++y) {
         for (int x = 0; x < m_width; ++x) {
             CCluster &cluster = at(clusterAt(x, y));
@@ -119,8 +136,10 @@ void CSegmentor::wire()
     }
 }
 
+template<typename Form>
 void CSegmentor::wireNeighbours()
 {
+    NeighbourPool<Form> &pool = lists<Form>().pool;
     const int count = int(m_clusters.size());
     const int h = m_height;
     const size_t size = m_clusters.size();
@@ -140,10 +159,10 @@ void CSegmentor::wireNeighbours()
     for (int x = 0; x < m_width; ++x) {
         for (int y = 0; y < h; ++y) {
             const int c = clusterAt(x, y);
-            NeighbourPool::Entry entries[8];
+            typename Form::Word entries[8];
             int n = 0;
             auto add = [&](int key, quint16 distance) {
-                entries[n++] = {quint32(key), distance, 0};
+                entries[n++] = Form::make(quint32(key), distance);
             };
             if (x > 0) {
                 if (y > 0)
@@ -164,39 +183,10 @@ void CSegmentor::wireNeighbours()
                     add(c + h + 1, downRight[size_t(c)]);
             }
             CCluster &cluster = at(c);
-            cluster.m_neighbours = m_pool.makeList(8);
-            m_pool.assign(cluster.m_neighbours, entries, quint32(n));
+            pool.assign(cluster.m_neighbours, entries, quint32(n));
             cluster.m_likeness
-                    = n == 0 ? 999 : std::min<quint16>(500, m_pool.least(cluster.m_neighbours));
+                    = n == 0 ? 999 : std::min<quint16>(500, pool.least(cluster.m_neighbours));
         }
-    }
-}
-
-bool CSegmentor::Next(int limit)
-{
-    qCDebug(lcSegment) << "Next started prevval is " << m_prevval;
-    int iteration = 0;
-    for (;;) {
-        const int c = m_queue.take();
-        if (c == CPriorQueue2::None) {
-            qCDebug(lcSegment) << "Got NULL cluster in Next";
-            return false;
-        }
-        const int val = at(c).m_likeness;
-        prefetchNext();
-        Feed(c);
-        remove(c);
-        if (m_yield)
-            m_yield();
-        if (val > limit)
-            return false;
-        if (val > m_prevval) {
-            m_prevval = val;
-            qCDebug(lcSegment) << "new val is " << val;
-            return true;
-        }
-        if (++iteration % 10000 == 0)
-            qCDebug(lcSegment) << "iteration is " << iteration << "val is " << val;
     }
 }
 
@@ -207,7 +197,7 @@ void CSegmentor::remove(int c)
         recordRemoval(c);
     cluster.m_deleted = true;
     cluster.m_slot = -1;
-    m_pool.release(cluster.m_neighbours);
+    withEntries([&](auto form) { lists<decltype(form)>().pool.release(cluster.m_neighbours); });
 }
 
 void CSegmentor::setJournaling(bool on)
@@ -237,42 +227,6 @@ void CSegmentor::discard(int c)
     if (at(c).m_slot >= 0)
         m_queue.Remove(at(c).handle());
     remove(c);
-}
-
-// The next clusters the queue hands out are known, unless this merge files
-// others at the lowest priority, and what their merges will read can start
-// loading now: one step of the chain of reads per place ahead, each step
-// reading what the step before requested one merge earlier. The fourth in
-// line: its record; the third: its list; the second: its neighbours'
-// records; the next: their lists.
-void CSegmentor::prefetchNext()
-{
-    const std::vector<int> *bucket = m_queue.lowestBucket();
-    if (!bucket)
-        return;
-    int ahead[4];
-    int found = 0;
-    // Slots emptied by refiling are passed over, a few at the most.
-    auto it = bucket->rbegin();
-    for (int looked = 0; it != bucket->rend() && found < 4 && looked < 16; ++it, ++looked) {
-        if (*it != CPriorQueue2::None)
-            ahead[found++] = *it;
-    }
-    if (found > 0) {
-        const NeighbourPool::View list = m_pool.view(at(ahead[0]).m_neighbours);
-        for (quint32 i = 0; i < list.size; ++i) {
-            m_pool.prefetch(m_clusters[list.key(i)].m_neighbours);
-        }
-    }
-    if (found > 1) {
-        const NeighbourPool::View list = m_pool.view(at(ahead[1]).m_neighbours);
-        for (quint32 i = 0; i < list.size; ++i)
-            __builtin_prefetch(&m_clusters[list.key(i)]);
-    }
-    if (found > 2)
-        m_pool.prefetch(at(ahead[2]).m_neighbours);
-    if (found > 3)
-        __builtin_prefetch(&m_clusters[size_t(ahead[3])]);
 }
 
 int CSegmentor::rootOf(int c)
@@ -346,8 +300,10 @@ std::vector<QPoint> CSegmentor::pixels(int c)
 std::vector<std::pair<int, int>> CSegmentor::neighbours(int c) const
 {
     std::vector<std::pair<int, int>> list;
-    const NeighbourPool::View own = m_pool.view(cluster(c).m_neighbours);
-    for (quint32 i = 0; i < own.size; ++i)
-        list.emplace_back(int(own.key(i)), int(own.distance(i)));
+    withEntries([&](auto form) {
+        const auto own = lists<decltype(form)>().pool.view(cluster(c).m_neighbours);
+        for (quint32 i = 0; i < own.size; ++i)
+            list.emplace_back(int(own.key(i)), int(own.distance(i)));
+    });
     return list;
 }

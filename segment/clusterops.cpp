@@ -183,8 +183,11 @@ bool CSegmentor::notify(int c, int replacement)
     Snapshot &snapshot = m_snapshots[size_t(m_depth)];
     const auto own = pool.view(at(c).m_neighbours);
     const quint32 count = own.size;
-    snapshot.keys.resize(count);
-    snapshot.distances.resize(count);
+    if (snapshot.keys.size() < count) {
+        snapshot.keys.resize(count);
+        snapshot.distances.resize(count);
+    }
+    snapshot.count = count;
     // Deeper notifications use snapshots of their own; these buffers stay
     // where they are even when the list of snapshots grows.
     quint32 *keys = snapshot.keys.data();
@@ -222,15 +225,11 @@ void CSegmentor::updateWith(int c)
     }
 }
 
-void CSegmentor::refile(int c, quint16 likeness)
+void CSegmentor::move(CCluster &cluster)
 {
-    CCluster &cluster = at(c);
-    cluster.m_likeness = likeness;
-    if (cluster.m_slot >= 0) {
-        const qint64 h = m_queue.Update(cluster.handle(), cluster.m_likeness);
-        cluster.m_filedAt = quint16(handle2priority(quint64(h)));
-        cluster.m_slot = handle2index(quint64(h));
-    }
+    const qint64 h = m_queue.Update(cluster.handle(), cluster.m_likeness);
+    cluster.m_filedAt = quint16(handle2priority(quint64(h)));
+    cluster.m_slot = handle2index(quint64(h));
 }
 
 // The merge of the lists finds the eater's smallest distance on the way,
@@ -276,7 +275,8 @@ quint16 CSegmentor::mergeVictimsNeighbours(int eater, int victim, const Snapshot
     NeighbourList &list = at(eater).m_neighbours;
     const auto own = lists.pool.view(list);
     const auto theirs = lists.pool.view(at(victim).m_neighbours);
-    lists.merged.resize(own.size + theirs.size);
+    if (lists.merged.size() < own.size + theirs.size)
+        lists.merged.resize(own.size + theirs.size);
     auto *merged = lists.merged.data();
     quint32 count = 0, i = 0;
     quint32 least = 0xFFFF;
@@ -290,8 +290,7 @@ quint16 CSegmentor::mergeVictimsNeighbours(int eater, int victim, const Snapshot
         }
         if (i < own.size && own.key(i) == key)
             ++i;
-        const bool known
-                = j < told.keys.size() && told.keys[j] == key && told.distances[j] != NoDistance;
+        const bool known = j < told.count && told.keys[j] == key && told.distances[j] != NoDistance;
         const quint16 distance = known ? told.distances[j] : quint16(cdiff(eater, int(key)));
         least = std::min<quint32>(least, distance);
         merged[count++] = Form::make(key, distance);

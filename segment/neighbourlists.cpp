@@ -118,7 +118,7 @@ int NeighbourPool<Form>::indexOf(const NeighbourList &list, quint32 key) const
 }
 
 template<typename Form>
-quint16 NeighbourPool<Form>::set(NeighbourList &list, quint32 key, quint16 distance)
+quint16 NeighbourPool<Form>::setLong(NeighbourList &list, quint32 key, quint16 distance)
 {
     Word *e = entries(list);
     const quint32 size = list.size();
@@ -138,8 +138,8 @@ quint16 NeighbourPool<Form>::set(NeighbourList &list, quint32 key, quint16 dista
 // leaves.
 template<typename Form>
 typename NeighbourPool<Form>::Replaced
-NeighbourPool<Form>::replace(NeighbourList &list, quint32 old, quint32 replacement,
-                             quint16 distance)
+NeighbourPool<Form>::replaceLong(NeighbourList &list, quint32 old, quint32 replacement,
+                                 quint16 distance)
 {
     Replaced replaced;
     Word *e = entries(list);
@@ -169,7 +169,7 @@ NeighbourPool<Form>::replace(NeighbourList &list, quint32 old, quint32 replaceme
 }
 
 template<typename Form>
-bool NeighbourPool<Form>::remove(NeighbourList &list, quint32 key)
+bool NeighbourPool<Form>::removeLong(NeighbourList &list, quint32 key)
 {
     Word *e = entries(list);
     const quint32 size = list.size();
@@ -181,17 +181,14 @@ bool NeighbourPool<Form>::remove(NeighbourList &list, quint32 key)
     return true;
 }
 
-// The unused words of a short list read as the largest distance, above
-// every real one.
 template<typename Form>
-quint16 NeighbourPool<Form>::least(const NeighbourList &list) const
+quint16 NeighbourPool<Form>::leastLong(const NeighbourList &list) const
 {
-    const Word *e = entries(list);
-    const quint32 count = list.size() <= Inline ? Inline : list.size();
+    const Word *e = address(list.block);
     quint32 smallest = Form::MaxDistance;
-    for (quint32 i = 0; i < count; ++i)
+    for (quint32 i = 0; i < list.size(); ++i)
         smallest = std::min<quint32>(smallest, Form::distance(e[i]));
-    return list.size() == 0 ? 0xFFFF : quint16(smallest);
+    return quint16(smallest);
 }
 
 template<typename Form>

@@ -2,6 +2,7 @@
 
 #include <QtGlobal>
 
+#include <algorithm>
 #include <utility>
 #include <vector>
 
@@ -128,7 +129,21 @@ public:
     int indexOf(const NeighbourList &list, quint32 key) const;
     // Sets the distance of `key`, adding it in its place when missing.
     // Returns the distance it replaced, or NoEntry.
-    quint16 set(NeighbourList &list, quint32 key, quint16 distance);
+    quint16 set(NeighbourList &list, quint32 key, quint16 distance)
+    {
+        if (list.size() >= Inline)
+            return setLong(list, key, distance);
+        Word *e = list.words(static_cast<Word *>(nullptr));
+        const quint32 i = below(e, Form::make(key, 0));
+        if (i < list.size() && Form::key(e[i]) == key) {
+            const quint16 previous = Form::distance(e[i]);
+            e[i] = Form::make(key, distance);
+            return previous;
+        }
+        insertAt(e, i, Form::make(key, distance));
+        list.setSize(list.size() + 1);
+        return NoEntry;
+    }
     // What remove(old) and then set(replacement, distance) do, in one move.
     // Returns the distances it removed and overwrote, NoEntry for none.
     struct Replaced
@@ -136,17 +151,94 @@ public:
         quint16 removed = NoEntry;
         quint16 overwritten = NoEntry;
     };
-    Replaced replace(NeighbourList &list, quint32 old, quint32 replacement, quint16 distance);
+    Replaced replace(NeighbourList &list, quint32 old, quint32 replacement, quint16 distance)
+    {
+        if (list.size() > Inline)
+            return replaceLong(list, old, replacement, distance);
+        Replaced replaced;
+        Word *e = list.words(static_cast<Word *>(nullptr));
+        const quint32 at = below(e, Form::make(old, 0));
+        if (at == list.size() || Form::key(e[at]) != old) {
+            replaced.overwritten = set(list, replacement, distance);
+            return replaced;
+        }
+        replaced.removed = Form::distance(e[at]);
+        removeAt(e, at);
+        const quint32 to = below(e, Form::make(replacement, 0));
+        if (Form::key(e[to]) == replacement) {
+            replaced.overwritten = Form::distance(e[to]);
+            e[to] = Form::make(replacement, distance);
+            list.setSize(list.size() - 1);
+        } else {
+            insertAt(e, to, Form::make(replacement, distance));
+        }
+        return replaced;
+    }
     // Removes `key`; false when it was not there.
-    bool remove(NeighbourList &list, quint32 key);
-    // The smallest distance, or 0xFFFF for an empty list.
-    quint16 least(const NeighbourList &list) const;
+    bool remove(NeighbourList &list, quint32 key)
+    {
+        if (list.size() > Inline)
+            return removeLong(list, key);
+        Word *e = list.words(static_cast<Word *>(nullptr));
+        const quint32 i = below(e, Form::make(key, 0));
+        if (i == list.size() || Form::key(e[i]) != key)
+            return false;
+        removeAt(e, i);
+        list.setSize(list.size() - 1);
+        return true;
+    }
+    // The smallest distance, or 0xFFFF for an empty list. The unused words
+    // of a short list read as the largest distance, above every real one.
+    quint16 least(const NeighbourList &list) const
+    {
+        if (list.size() > Inline)
+            return leastLong(list);
+        const Word *e = list.words(static_cast<const Word *>(nullptr));
+        quint32 smallest = Form::MaxDistance;
+        for (quint32 i = 0; i < Inline; ++i)
+            smallest = std::min<quint32>(smallest, Form::distance(e[i]));
+        return list.size() == 0 ? 0xFFFF : quint16(smallest);
+    }
     // Replaces the whole list by `count` entries in order.
     void assign(NeighbourList &list, const Word *words, quint32 count);
     // Empties the list and gives its block back.
     void release(NeighbourList &list);
 
 private:
+    // Short lists are edited over their whole room, without a branch on
+    // where the entry is: the count of entries below a word, and shifts
+    // that select each word from its place or the next.
+    static quint32 below(const Word *e, Word target)
+    {
+        quint32 count = 0;
+        for (quint32 i = 0; i < Inline; ++i)
+            count += e[i] < target;
+        return count;
+    }
+    // The last word must be unused; it drops off.
+    static void insertAt(Word *e, quint32 at, Word word)
+    {
+        Word previous[Inline];
+        previous[0] = word;
+        for (quint32 i = 1; i < Inline; ++i)
+            previous[i] = e[i - 1];
+        for (quint32 i = 0; i < Inline; ++i)
+            e[i] = i < at ? e[i] : i == at ? word : previous[i];
+    }
+    static void removeAt(Word *e, quint32 at)
+    {
+        Word next[Inline];
+        for (quint32 i = 0; i + 1 < Inline; ++i)
+            next[i] = e[i + 1];
+        next[Inline - 1] = Form::Unused;
+        for (quint32 i = 0; i < Inline; ++i)
+            e[i] = i < at ? e[i] : next[i];
+    }
+    quint16 setLong(NeighbourList &list, quint32 key, quint16 distance);
+    Replaced replaceLong(NeighbourList &list, quint32 old, quint32 replacement, quint16 distance);
+    bool removeLong(NeighbourList &list, quint32 key);
+    quint16 leastLong(const NeighbourList &list) const;
+
     static constexpr int ChunkBits = 16;
     static constexpr quint32 ChunkEntries = 1u << ChunkBits;
 

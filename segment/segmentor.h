@@ -135,8 +135,11 @@ private:
     void makeClusters();
     void wire();
     int rootOf(int c);
+    // The buffers only grow: the entries past `count` are left over from
+    // earlier notifications.
     struct Snapshot
     {
+        quint32 count = 0;
         std::vector<quint32> keys;
         std::vector<quint16> distances;
     };
@@ -186,7 +189,14 @@ private:
     void prefetchNext();
 
     // Sets the likeness and moves the cluster in the queue when it changed.
-    void refile(int c, quint16 likeness);
+    void refile(int c, quint16 likeness)
+    {
+        CCluster &cluster = at(c);
+        cluster.m_likeness = likeness;
+        if (cluster.m_slot >= 0 && cluster.m_filedAt != likeness)
+            move(cluster);
+    }
+    void move(CCluster &cluster);
     // What rollback() undoes: a live cluster deleted (eaten or not), and
     // a colour changed.
     void recordRemoval(int c)

@@ -106,9 +106,11 @@ bool CSegmentor::next(int limit)
 // The clusters the queue hands out next are known, unless this merge files
 // others at the lowest priority, and what their merges read can start
 // loading now, from addresses that need no load that could miss: the
-// record of the one a few places ahead (its first neighbours come with
-// it), and the records of the neighbours of the one right after the
-// current, whose list was requested that way a merge or two before.
+// record of the third in line (its first neighbours come with it), and the
+// records of the neighbours of the next, whose list was requested that way
+// two merges before. Requesting either a place further ahead gained
+// nothing measurable; without these requests the merging takes about a
+// quarter longer.
 template<typename Form>
 void CSegmentor::prefetchNext()
 {
@@ -135,6 +137,8 @@ void CSegmentor::prefetchNext()
         __builtin_prefetch(&m_clusters[list.key(i)]);
     if (found == RecordAhead)
         __builtin_prefetch(&m_clusters[size_t(ahead[RecordAhead - 1])]);
+    // The next merge writes who ate the next victim.
+    __builtin_prefetch(&m_eaters[size_t(ahead[0])], 1);
 }
 
 // The likeness is the smallest distance of the list. When the entries that

@@ -279,8 +279,8 @@ quint16 CSegmentor::mergeVictimsNeighbours(int eater, int victim, const Snapshot
     NeighbourList &list = at(eater).m_neighbours;
     const auto own = lists.pool.view(list);
     const auto theirs = lists.pool.view(at(victim).m_neighbours);
-    if (lists.merged.size() < own.size + theirs.size)
-        lists.merged.resize(own.size + theirs.size);
+    if (lists.merged.size() < std::max(own.size + theirs.size, NeighbourPool<Form>::Inline))
+        lists.merged.resize(std::max(own.size + theirs.size, NeighbourPool<Form>::Inline));
     auto *merged = lists.merged.data();
     quint32 count = 0, i = 0;
     quint32 least = 0xFFFF;

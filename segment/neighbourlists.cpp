@@ -191,16 +191,32 @@ quint16 NeighbourPool<Form>::leastLong(const NeighbourList &list) const
     return quint16(smallest);
 }
 
+// A short list is written over its whole room, from the words the caller
+// guarantees readable.
 template<typename Form>
 void NeighbourPool<Form>::assign(NeighbourList &list, const Word *words, quint32 count)
 {
-    if (count <= Inline || list.size() <= Inline || count > (1u << list.capacityBits())) {
-        resize(list, 0);
-        resize(list, count);
-    } else {
+    const quint32 size = list.size();
+    if (count <= Inline) {
+        if (size > Inline)
+            m_free[list.capacityBits()].push_back(list.block);
+        Word *own = list.words(static_cast<Word *>(nullptr));
+        for (quint32 i = 0; i < Inline; ++i) {
+            const Word word = words[i];
+            own[i] = i < count ? word : Form::Unused;
+        }
         list.setSize(count);
+        return;
     }
-    memcpy(entries(list), words, count * sizeof(Word));
+    if (size <= Inline || count > (1u << list.capacityBits())) {
+        if (size > Inline)
+            m_free[list.capacityBits()].push_back(list.block);
+        const int bits = bitsFor(std::max(count, 2 * Inline));
+        list.block = allocate(bits);
+        list.setCapacityBits(quint32(bits));
+    }
+    list.setSize(count);
+    memcpy(address(list.block), words, count * sizeof(Word));
 }
 
 template<typename Form>

@@ -199,7 +199,8 @@ public:
             smallest = std::min<quint32>(smallest, Form::distance(e[i]));
         return list.size() == 0 ? 0xFFFF : quint16(smallest);
     }
-    // Replaces the whole list by `count` entries in order.
+    // Replaces the whole list by `count` entries in order; `words` must be
+    // readable up to at least Inline words.
     void assign(NeighbourList &list, const Word *words, quint32 count);
     // Empties the list and gives its block back.
     void release(NeighbourList &list);

@@ -159,7 +159,7 @@ void CSegmentor::wireNeighbours()
     for (int x = 0; x < m_width; ++x) {
         for (int y = 0; y < h; ++y) {
             const int c = clusterAt(x, y);
-            typename Form::Word entries[8];
+            typename Form::Word entries[8] = {};
             int n = 0;
             auto add = [&](int key, quint16 distance) {
                 entries[n++] = Form::make(quint32(key), distance);

@@ -57,6 +57,8 @@ private:
     size_t m_size;
 };
 
+struct DistancesAhead;
+
 // Greedy region merging, from one cluster per pixel. The cluster with the
 // smallest colour distance to a neighbour is taken from a bucket queue and
 // eaten by that neighbour; a merged region keeps the colour of the larger
@@ -132,8 +134,11 @@ public:
 
 private:
     CCluster &at(int c) { return m_clusters[size_t(c)]; }
-    void makeClusters();
-    void wire();
+    std::vector<quint32> makeClusters();
+    void wire(const std::vector<quint32> &colours);
+    template<typename Form>
+    void writeClusters(const std::vector<quint32> &colours, const DistancesAhead *ahead,
+                       const std::vector<quint16> &likeness, const std::vector<qint32> &filedSlots);
     int rootOf(int c);
     // The buffers only grow: the entries past `count` are left over from
     // earlier notifications.
@@ -165,8 +170,6 @@ private:
     decltype(auto) withEntries(Work &&work) const;
 
     // The operations, for one form of entries.
-    template<typename Form>
-    void wireNeighbours();
     template<typename Form>
     bool next(int limit);
     template<typename Form>

@@ -310,12 +310,10 @@ template<typename Form>
 int CSegmentor::nearestNeighbour(int c) const
 {
     const CCluster &cluster = m_clusters[size_t(c)];
-    const auto list = lists<Form>().pool.view(cluster.m_neighbours);
-    for (quint32 i = 0; i < list.size; ++i) {
-        if (list.distance(i) == cluster.m_likeness)
-            return int(list.key(i));
-    }
-    return NoCluster;
+    const NeighbourPool<Form> &pool = lists<Form>().pool;
+    const quint32 i = pool.firstAt(cluster.m_neighbours, cluster.m_likeness);
+    return i < cluster.m_neighbours.size() ? int(pool.view(cluster.m_neighbours).key(i))
+                                           : int(NoCluster);
 }
 
 // Eats every neighbour at the current likeness, pass after pass, until the

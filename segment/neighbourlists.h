@@ -1,8 +1,11 @@
 #pragma once
 
+#include "packedline.h"
+
 #include <QtGlobal>
 
 #include <algorithm>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -125,6 +128,19 @@ public:
             __builtin_prefetch(address(list.block));
     }
 
+    // The index of the first entry at `distance`, or the list's size.
+    quint32 firstAt(const NeighbourList &list, quint16 distance) const
+    {
+        const Word *e = entries(list);
+        if constexpr (InRegisters) {
+            if (list.size() <= Inline)
+                return packedline::firstWith(e, Form::MaxDistance, distance);
+        }
+        quint32 i = 0;
+        while (i < list.size() && Form::distance(e[i]) != distance)
+            ++i;
+        return i;
+    }
     // The index of `key`, or -1.
     int indexOf(const NeighbourList &list, quint32 key) const;
     // Sets the distance of `key`, adding it in its place when missing.
@@ -195,8 +211,12 @@ public:
             return leastLong(list);
         const Word *e = list.words(static_cast<const Word *>(nullptr));
         quint32 smallest = Form::MaxDistance;
-        for (quint32 i = 0; i < Inline; ++i)
-            smallest = std::min<quint32>(smallest, Form::distance(e[i]));
+        if constexpr (InRegisters) {
+            smallest = packedline::least(e, Form::MaxDistance);
+        } else {
+            for (quint32 i = 0; i < Inline; ++i)
+                smallest = std::min<quint32>(smallest, Form::distance(e[i]));
+        }
         return list.size() == 0 ? 0xFFFF : quint16(smallest);
     }
     // Replaces the whole list by `count` entries in order; `words` must be
@@ -208,9 +228,14 @@ public:
 private:
     // Short lists are edited over their whole room, without a branch on
     // where the entry is: the count of entries below a word, and shifts
-    // that select each word from its place or the next.
+    // that select each word from its place or the next. A line of packed
+    // entries is edited in registers.
+    static constexpr bool InRegisters
+            = packedline::Available && std::is_same_v<Word, quint32> && Inline == 8;
     static quint32 below(const Word *e, Word target)
     {
+        if constexpr (InRegisters)
+            return packedline::below(e, target);
         quint32 count = 0;
         for (quint32 i = 0; i < Inline; ++i)
             count += e[i] < target;
@@ -219,21 +244,29 @@ private:
     // The last word must be unused; it drops off.
     static void insertAt(Word *e, quint32 at, Word word)
     {
-        Word previous[Inline];
-        previous[0] = word;
-        for (quint32 i = 1; i < Inline; ++i)
-            previous[i] = e[i - 1];
-        for (quint32 i = 0; i < Inline; ++i)
-            e[i] = i < at ? e[i] : i == at ? word : previous[i];
+        if constexpr (InRegisters) {
+            packedline::insertAt(e, at, word);
+        } else {
+            Word previous[Inline];
+            previous[0] = word;
+            for (quint32 i = 1; i < Inline; ++i)
+                previous[i] = e[i - 1];
+            for (quint32 i = 0; i < Inline; ++i)
+                e[i] = i < at ? e[i] : i == at ? word : previous[i];
+        }
     }
     static void removeAt(Word *e, quint32 at)
     {
-        Word next[Inline];
-        for (quint32 i = 0; i + 1 < Inline; ++i)
-            next[i] = e[i + 1];
-        next[Inline - 1] = Form::Unused;
-        for (quint32 i = 0; i < Inline; ++i)
-            e[i] = i < at ? e[i] : next[i];
+        if constexpr (InRegisters) {
+            packedline::removeAt(e, at);
+        } else {
+            Word next[Inline];
+            for (quint32 i = 0; i + 1 < Inline; ++i)
+                next[i] = e[i + 1];
+            next[Inline - 1] = Form::Unused;
+            for (quint32 i = 0; i < Inline; ++i)
+                e[i] = i < at ? e[i] : next[i];
+        }
     }
     quint16 setLong(NeighbourList &list, quint32 key, quint16 distance);
     Replaced replaceLong(NeighbourList &list, quint32 old, quint32 replacement, quint16 distance);

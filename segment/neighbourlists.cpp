@@ -16,22 +16,23 @@ int bitsFor(quint32 capacity)
 }
 
 // The first index whose entry is at least `target`: the count of the
-// entries below it, which needs no branch on the data. A short list is
-// counted over its whole inline room, where the unused words are all ones
-// and never below a target.
+// entries below it, which needs no branch on the data. A list is counted
+// over its whole room, inline or in its block, where the unused words are
+// all ones and never below a target; lines of packed entries are counted
+// in registers.
 template<typename Word, quint32 Inline>
-quint32 position(const Word *entries, quint32 size, Word target)
+quint32 position(const Word *entries, quint32 size, quint32 capacity, Word target)
 {
-    quint32 below = 0;
-    if (size <= Inline) {
-        for (quint32 i = 0; i < Inline; ++i)
-            below += entries[i] < target;
-        return below;
-    }
-    if (size > 64)
+    if (capacity > 64)
         return quint32(std::lower_bound(entries, entries + size, target) - entries);
-    for (quint32 i = 0; i < size; ++i)
-        below += entries[i] < target;
+    quint32 below = 0;
+    if constexpr (NeighbourPool<PackedEntries>::InRegisters && std::is_same_v<Word, quint32>) {
+        for (quint32 i = 0; i < capacity; i += 8)
+            below += packedline::below(entries + i, target);
+    } else {
+        for (quint32 i = 0; i < capacity; ++i)
+            below += entries[i] < target;
+    }
     return below;
 }
 
@@ -100,10 +101,13 @@ typename Form::Word *NeighbourPool<Form>::resize(NeighbourList &list, quint32 si
         const int bits = bitsFor(std::max(size, 2 * Inline));
         const quint32 block = allocate(bits);
         memcpy(address(block), entries(list), old * sizeof(Word));
+        std::fill(address(block) + old, address(block) + (1u << bits), Form::Unused);
         if (old > Inline)
             m_free[list.capacityBits()].push_back(list.block);
         list.block = block;
         list.setCapacityBits(quint32(bits));
+    } else if (size < old) {
+        std::fill(address(list.block) + size, address(list.block) + old, Form::Unused);
     }
     list.setSize(size);
     return address(list.block);
@@ -113,7 +117,7 @@ template<typename Form>
 int NeighbourPool<Form>::indexOf(const NeighbourList &list, quint32 key) const
 {
     const Word *e = entries(list);
-    const quint32 i = position<Word, Inline>(e, list.size(), Form::make(key, 0));
+    const quint32 i = position<Word, Inline>(e, list.size(), room(list), Form::make(key, 0));
     return i < list.size() && Form::key(e[i]) == key ? int(i) : -1;
 }
 
@@ -122,7 +126,7 @@ quint16 NeighbourPool<Form>::setLong(NeighbourList &list, quint32 key, quint16 d
 {
     Word *e = entries(list);
     const quint32 size = list.size();
-    const quint32 i = position<Word, Inline>(e, size, Form::make(key, 0));
+    const quint32 i = position<Word, Inline>(e, size, room(list), Form::make(key, 0));
     if (i < size && Form::key(e[i]) == key) {
         const quint16 previous = Form::distance(e[i]);
         e[i] = Form::make(key, distance);
@@ -144,13 +148,13 @@ NeighbourPool<Form>::replaceLong(NeighbourList &list, quint32 old, quint32 repla
     Replaced replaced;
     Word *e = entries(list);
     const quint32 size = list.size();
-    const quint32 at = position<Word, Inline>(e, size, Form::make(old, 0));
+    const quint32 at = position<Word, Inline>(e, size, room(list), Form::make(old, 0));
     if (at == size || Form::key(e[at]) != old) {
         replaced.overwritten = set(list, replacement, distance);
         return replaced;
     }
     replaced.removed = Form::distance(e[at]);
-    const quint32 to = position<Word, Inline>(e, size, Form::make(replacement, 0));
+    const quint32 to = position<Word, Inline>(e, size, room(list), Form::make(replacement, 0));
     if (to < size && Form::key(e[to]) == replacement) {
         replaced.overwritten = Form::distance(e[to]);
         e[to] = Form::make(replacement, distance);
@@ -173,7 +177,7 @@ bool NeighbourPool<Form>::removeLong(NeighbourList &list, quint32 key)
 {
     Word *e = entries(list);
     const quint32 size = list.size();
-    const quint32 i = position<Word, Inline>(e, size, Form::make(key, 0));
+    const quint32 i = position<Word, Inline>(e, size, room(list), Form::make(key, 0));
     if (i == size || Form::key(e[i]) != key)
         return false;
     shift(e + i, e + i + 1, size - i - 1);
@@ -186,8 +190,13 @@ quint16 NeighbourPool<Form>::leastLong(const NeighbourList &list) const
 {
     const Word *e = address(list.block);
     quint32 smallest = Form::MaxDistance;
-    for (quint32 i = 0; i < list.size(); ++i)
-        smallest = std::min<quint32>(smallest, Form::distance(e[i]));
+    if constexpr (InRegisters) {
+        for (quint32 i = 0; i < list.size(); i += 8)
+            smallest = std::min(smallest, packedline::least(e + i, Form::MaxDistance));
+    } else {
+        for (quint32 i = 0; i < list.size(); ++i)
+            smallest = std::min<quint32>(smallest, Form::distance(e[i]));
+    }
     return quint16(smallest);
 }
 
@@ -217,6 +226,8 @@ void NeighbourPool<Form>::assign(NeighbourList &list, const Word *words, quint32
     }
     list.setSize(count);
     memcpy(address(list.block), words, count * sizeof(Word));
+    std::fill(address(list.block) + count, address(list.block) + (1u << list.capacityBits()),
+              Form::Unused);
 }
 
 template<typename Form>

@@ -73,7 +73,8 @@ private:
 // The lists that do not fit inline. A block has room for a power of two of
 // entries, at least twice what fits inline, in the order of the numbers; a
 // list that outgrows its block moves to a larger one, and one that shrinks
-// to what fits inline goes back. Freed blocks are reused by lists of their
+// to what fits inline goes back. The words of a block past the list's end
+// are all ones, as in the record. Freed blocks are reused by lists of their
 // size. The pool takes memory as the lists need it, a chunk of 64 K entries
 // at a time, from the heap: a picture whose lists are short touches almost
 // none of it. Blocks never move in memory.
@@ -84,6 +85,9 @@ public:
     using Word = typename Form::Word;
     static constexpr quint32 Inline = NeighbourList::InlineBytes / sizeof(Word);
     static constexpr quint16 NoEntry = 0xFFFF;
+    // Whether a line of entries is edited in registers.
+    static constexpr bool InRegisters
+            = packedline::Available && std::is_same_v<Word, quint32> && Inline == 8;
 
     // One list's entries, valid until the list changes.
     struct View
@@ -226,12 +230,15 @@ public:
     void release(NeighbourList &list);
 
 private:
+    // The words a search counts over: the inline room, or the block's.
+    static quint32 room(const NeighbourList &list)
+    {
+        return list.size() <= Inline ? Inline : 1u << list.capacityBits();
+    }
     // Short lists are edited over their whole room, without a branch on
     // where the entry is: the count of entries below a word, and shifts
     // that select each word from its place or the next. A line of packed
     // entries is edited in registers.
-    static constexpr bool InRegisters
-            = packedline::Available && std::is_same_v<Word, quint32> && Inline == 8;
     static quint32 below(const Word *e, Word target)
     {
         if constexpr (InRegisters)

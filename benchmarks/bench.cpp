@@ -157,6 +157,7 @@ int main(int argc, char *argv[])
         printf("working picture %dx%d, threshold %d, brush %d\n", working.width(), working.height(),
                threshold, brush);
         double construction = 1e300, merging = 1e300, picture = 1e300, scaling = 1e300;
+        double mergingCpu = 1e300;
         qint64 merges = 0;
         int levels = 0;
         for (int run = 0; run < repeat; ++run) {
@@ -166,12 +167,14 @@ int main(int argc, char *argv[])
             construction = std::min(construction, timer.nsecsElapsed() / 1e6);
             merges = 0;
             segmentor.setYield([&merges] { ++merges; });
-            double mergeTime = 0, pictureTime = 0, scaleTime = 0;
+            double mergeTime = 0, pictureTime = 0, scaleTime = 0, mergeCpu = 0;
             levels = 0;
             for (;;) {
                 timer.restart();
+                const double cpu = threadCpuMs();
                 const bool level = segmentor.Next(threshold);
                 mergeTime += timer.nsecsElapsed() / 1e6;
+                mergeCpu += threadCpuMs() - cpu;
                 if (!level)
                     break;
                 ++levels;
@@ -184,12 +187,14 @@ int main(int argc, char *argv[])
                 scaleTime += timer.nsecsElapsed() / 1e6;
             }
             merging = std::min(merging, mergeTime);
+            mergingCpu = std::min(mergingCpu, mergeCpu);
             picture = std::min(picture, levels ? pictureTime / levels : 0);
             scaling = std::min(scaling, levels ? scaleTime / levels : 0);
         }
         printf("construction: %.1f ms\nmerging: %.1f ms (%lld merges, %d levels)\n"
+               "merging, processor time: %.1f ms\n"
                "one CurrentImage: %.1f ms\none scaling back: %.1f ms\n",
-               construction, merging, merges, levels, picture, scaling);
+               construction, merging, merges, levels, mergingCpu, picture, scaling);
         printf("whole command: %.1f ms\n",
                fastestMs(repeat, [&] { colourSketch(image, threshold, brush); }));
         return 0;

@@ -161,8 +161,17 @@ quint16 CSegmentor::receive(int c, int old, int replacement)
         replaced.overwritten = pool.set(list, quint32(old), distance);
     else
         replaced = pool.replace(list, quint32(old), quint32(replacement), distance);
-    const bool known = before < 500 && cluster.m_pixelCount <= m_clusterthresh
-            && replaced.removed != before && replaced.overwritten != before;
+    if (cluster.m_pixelCount > m_clusterthresh || list.size() == 0) {
+        updateWith<Form>(c);
+        return distance;
+    }
+    // A list in the record is searched for its smallest distance in a few
+    // instructions, cheaper than the branch that would avoid it.
+    if (list.size() <= NeighbourPool<Form>::Inline) {
+        refile(c, std::min<quint16>(500, pool.least(list)));
+        return distance;
+    }
+    const bool known = before < 500 && replaced.removed != before && replaced.overwritten != before;
     if (known)
         refile(c, std::min(before, distance));
     else

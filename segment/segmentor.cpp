@@ -213,16 +213,24 @@ void CSegmentor::writeClusters(const std::vector<quint32> &colours, const Distan
             cluster.m_colour = qint32(colours[size_t(c)]);
             cluster.m_lab = m_colourLabs[colours[size_t(c)]];
             cluster.m_deleted = false;
+            m_eaters[size_t(c)] = c;
             NeighbourPool<Form>::clear(cluster.m_neighbours);
-            if (ahead) {
-                typename Form::Word entries[8] = {};
-                quint32 n = 0;
-                neighbourhood(*ahead, m_width, m_height, x, y, [&](int key, quint16 distance) {
-                    entries[n++] = Form::make(quint32(key), distance);
-                });
+            if (!ahead)
+                continue;
+            // Eight packed entries fill the record's room as they are.
+            typename Form::Word entries[8]
+                    = {Form::Unused, Form::Unused, Form::Unused, Form::Unused,
+                       Form::Unused, Form::Unused, Form::Unused, Form::Unused};
+            quint32 n = 0;
+            neighbourhood(*ahead, m_width, m_height, x, y, [&](int key, quint16 distance) {
+                entries[n++] = Form::make(quint32(key), distance);
+            });
+            if constexpr (NeighbourPool<Form>::Inline == 8) {
+                std::copy(entries, entries + 8, cluster.m_neighbours.words(entries));
+                cluster.m_neighbours.setSize(n);
+            } else {
                 pool.assign(cluster.m_neighbours, entries, n);
             }
-            m_eaters[size_t(c)] = c;
         }
     }
 }

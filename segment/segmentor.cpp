@@ -14,24 +14,41 @@
 
 Q_LOGGING_CATEGORY(lcSegment, "kestrova.segment", QtInfoMsg)
 
-CSegmentor::CSegmentor(const QImage &image, int clusterSize)
+// The records start on a cache line; large arrays start on a huge page
+// already.
+ClusterArray::ClusterArray(size_t size)
+    : m_bytes(size * sizeof(CCluster) + 64)
+    , m_size(size)
+{
+    m_memory = allocateLarge(m_bytes);
+    const auto start = (reinterpret_cast<quintptr>(m_memory) + 63) & ~quintptr(63);
+    m_data = reinterpret_cast<CCluster *>(start);
+}
+
+ClusterArray::~ClusterArray()
+{
+    releaseLarge(m_memory, m_bytes);
+}
+
+CSegmentor::CSegmentor(const QImage &image, int clusterSize, Entries entries)
     : m_image(toWorkingFormat(image))
     , m_width(image.width())
     , m_height(image.height())
     , m_clusterthresh(qint16(clusterSize))
-    , m_clusters(size_t(m_width) * size_t(m_height), LargeArray<CCluster>::Uninitialized)
+    , m_wide(entries == Entries::Wide || !packs(size_t(m_width) * size_t(m_height)))
+    , m_clusters(size_t(m_width) * size_t(m_height))
     , m_eaters(m_clusters.size(), LargeArray<qint32>::Uninitialized)
 {
-    makeClusters();
+    const std::vector<quint32> colours = makeClusters();
     qCDebug(lcSegment) << "Clusters created";
-    wire();
+    wire(colours);
     m_prevval = 0;
 }
 
-// One cluster per pixel, numbered column by column; each takes the Lab
-// colour of its pixel. The colours are converted once per distinct value,
-// and numbered once per distinct Lab colour.
-void CSegmentor::makeClusters()
+// The colour of the cluster of every pixel, numbered column by column: the
+// number of the pixel's Lab colour. The colours are converted once per
+// distinct value, and numbered once per distinct Lab colour.
+std::vector<quint32> CSegmentor::makeClusters()
 {
     FlatIndex values;
     std::vector<QRgb> distinct;
@@ -61,20 +78,11 @@ void CSegmentor::makeClusters()
     }
     m_colourRgbs.assign(m_colourLabs.size(), 0);
     m_colourRgbKnown.assign(m_colourLabs.size(), false);
-    for (size_t c = 0; c < m_clusters.size(); ++c) {
-        CCluster &cluster = m_clusters[c];
-        cluster.m_likeness = 500;
-        cluster.m_filedAt = 0;
-        cluster.m_slot = -1;
-        cluster.m_neighbours = NeighbourList();
-        cluster.m_deleted = false;
-        cluster.m_pixelCount = 1;
-        cluster.m_colour = qint32(colourOfValue[valueOf[c]]);
-        cluster.m_lab = m_colourLabs[size_t(cluster.m_colour)];
-        m_eaters[c] = qint32(c);
-    }
+    for (quint32 &value : valueOf)
+        value = colourOfValue[value];
     if (m_clusters.size() > 0)
         qCDebug(lcSegment) << "sizeof cluster is" << sizeof(CCluster);
+    return valueOf;
 }
 
 namespace {
@@ -96,107 +104,134 @@ void distancesAhead(const qint16 *L, const qint16 *a, const qint16 *b, int count
 
 } // namespace
 
-// Every cluster gets its eight neighbours (fewer at the border) with their
-// distances, and its likeness, then is filed, row by row. Each distance is
-// computed once for the pair, and a neighbour's number grows along the list
-// (x outer, y inner), so each list is written in order.
-void CSegmentor::wire()
+// The distances from each cluster to the four clusters after it among its
+// neighbours: towards (x, y + 1), (x + 1, y), (x + 1, y + 1) and
+// (x + 1, y - 1).
+struct DistancesAhead
 {
+    std::vector<quint16> down, right, downRight, upRight;
+};
+
+namespace {
+
+// The neighbours of the cluster at (x, y) in the order of their numbers
+// (x outer, y inner), each with its distance; each distance was computed
+// once for the pair.
+template<typename Add>
+void neighbourhood(const DistancesAhead &ahead, int w, int h, int x, int y, Add add)
+{
+    const int c = x * h + y;
+    if (x > 0) {
+        if (y > 0)
+            add(c - h - 1, ahead.downRight[size_t(c - h - 1)]);
+        add(c - h, ahead.right[size_t(c - h)]);
+        if (y + 1 < h)
+            add(c - h + 1, ahead.upRight[size_t(c - h + 1)]);
+    }
+    if (y > 0)
+        add(c - 1, ahead.down[size_t(c - 1)]);
+    if (y + 1 < h)
+        add(c + 1, ahead.down[size_t(c)]);
+    if (x + 1 < w) {
+        if (y > 0)
+            add(c + h - 1, ahead.upRight[size_t(c)]);
+        add(c + h, ahead.right[size_t(c)]);
+        if (y + 1 < h)
+            add(c + h + 1, ahead.downRight[size_t(c)]);
+    }
+}
+
+} // namespace
+
+// Every cluster gets its eight neighbours (fewer at the border) with their
+// distances, and its likeness, and is filed, row by row. The records are
+// large and filed across the order they lie in, so the likenesses and the
+// slots are worked out first in small arrays, and each record is then
+// written once, in order.
+void CSegmentor::wire(const std::vector<quint32> &colours)
+{
+    const size_t size = m_clusters.size();
+    const int count = int(size);
+    const int h = m_height;
     // At a size below 1 every cluster is full from the start: it keeps no
     // neighbours, tells no one, and waits at 999.
     const bool full = m_clusterthresh < 1;
-    if (!full && m_clusters.size() > 0)
-        wireNeighbours();
+    DistancesAhead ahead;
+    std::vector<quint16> likeness(size, 999);
+    if (!full && size > 0) {
+        std::vector<qint16> L(size), a(size), b(size);
+        for (size_t c = 0; c < size; ++c) {
+            const Labstruct &colour = m_colourLabs[colours[c]];
+            L[c] = colour.L;
+            a[c] = colour.a;
+            b[c] = colour.b;
+        }
+        for (auto *distances : {&ahead.down, &ahead.right, &ahead.downRight, &ahead.upRight})
+            distances->resize(size);
+        distancesAhead(L.data(), a.data(), b.data(), count, 1, ahead.down.data());
+        distancesAhead(L.data(), a.data(), b.data(), count, h, ahead.right.data());
+        distancesAhead(L.data(), a.data(), b.data(), count, h + 1, ahead.downRight.data());
+        distancesAhead(L.data(), a.data(), b.data(), count, h - 1, ahead.upRight.data());
+        for (int x = 0, c = 0; x < m_width; ++x) {
+            for (int y = 0; y < h; ++y, ++c) {
+                quint16 least = 500;
+                bool any = false;
+                neighbourhood(ahead, m_width, h, x, y, [&](int, quint16 distance) {
+                    least = std::min(least, distance);
+                    any = true;
+                });
+                likeness[size_t(c)] = any ? least : 999;
+            }
+        }
+    }
+    std::vector<qint32> filedSlots(size);
     for (int y = 0; y < m_height; ++y) {
         for (int x = 0; x < m_width; ++x) {
-            CCluster &cluster = at(clusterAt(x, y));
-            if (full)
-                cluster.m_likeness = 999;
-            const qint64 h = m_queue.Register(clusterAt(x, y), cluster.m_likeness);
-            cluster.m_filedAt = quint16(handle2priority(quint64(h)));
-            cluster.m_slot = handle2index(quint64(h));
-        }
-    }
-}
-
-void CSegmentor::wireNeighbours()
-{
-    const int count = int(m_clusters.size());
-    const int h = m_height;
-    const size_t size = m_clusters.size();
-    std::vector<qint16> L(size), a(size), b(size);
-    for (int c = 0; c < count; ++c) {
-        const Labstruct &colour = lab(c);
-        L[size_t(c)] = colour.L;
-        a[size_t(c)] = colour.a;
-        b[size_t(c)] = colour.b;
-    }
-    // Towards (x, y + 1), (x + 1, y), (x + 1, y + 1) and (x + 1, y - 1).
-    std::vector<quint16> down(size), right(size), downRight(size), upRight(size);
-    distancesAhead(L.data(), a.data(), b.data(), count, 1, down.data());
-    distancesAhead(L.data(), a.data(), b.data(), count, h, right.data());
-    distancesAhead(L.data(), a.data(), b.data(), count, h + 1, downRight.data());
-    distancesAhead(L.data(), a.data(), b.data(), count, h - 1, upRight.data());
-    for (int x = 0; x < m_width; ++x) {
-        for (int y = 0; y < h; ++y) {
             const int c = clusterAt(x, y);
-            NeighbourPool::Entry entries[8];
-            int n = 0;
-            auto add = [&](int key, quint16 distance) {
-                entries[n++] = {quint32(key), distance, 0};
-            };
-            if (x > 0) {
-                if (y > 0)
-                    add(c - h - 1, downRight[size_t(c - h - 1)]);
-                add(c - h, right[size_t(c - h)]);
-                if (y + 1 < h)
-                    add(c - h + 1, upRight[size_t(c - h + 1)]);
-            }
-            if (y > 0)
-                add(c - 1, down[size_t(c - 1)]);
-            if (y + 1 < h)
-                add(c + 1, down[size_t(c)]);
-            if (x + 1 < m_width) {
-                if (y > 0)
-                    add(c + h - 1, upRight[size_t(c)]);
-                add(c + h, right[size_t(c)]);
-                if (y + 1 < h)
-                    add(c + h + 1, downRight[size_t(c)]);
-            }
-            CCluster &cluster = at(c);
-            cluster.m_neighbours = m_pool.makeList(8);
-            m_pool.assign(cluster.m_neighbours, entries, quint32(n));
-            cluster.m_likeness
-                    = n == 0 ? 999 : std::min<quint16>(500, m_pool.least(cluster.m_neighbours));
+            const qint64 handle = m_queue.Register(c, likeness[size_t(c)]);
+            filedSlots[size_t(c)] = handle2index(quint64(handle));
         }
     }
+    withEntries([&](auto form) {
+        writeClusters<decltype(form)>(colours, full ? nullptr : &ahead, likeness, filedSlots);
+    });
 }
 
-bool CSegmentor::Next(int limit)
+template<typename Form>
+void CSegmentor::writeClusters(const std::vector<quint32> &colours, const DistancesAhead *ahead,
+                               const std::vector<quint16> &likeness,
+                               const std::vector<qint32> &filedSlots)
 {
-    qCDebug(lcSegment) << "Next started prevval is " << m_prevval;
-    int iteration = 0;
-    for (;;) {
-        const int c = m_queue.take();
-        if (c == CPriorQueue2::None) {
-            qCDebug(lcSegment) << "Got NULL cluster in Next";
-            return false;
+    NeighbourPool<Form> &pool = lists<Form>().pool;
+    for (int x = 0, c = 0; x < m_width; ++x) {
+        for (int y = 0; y < m_height; ++y, ++c) {
+            CCluster &cluster = at(c);
+            cluster.m_likeness = likeness[size_t(c)];
+            cluster.m_filedAt = likeness[size_t(c)];
+            cluster.m_slot = filedSlots[size_t(c)];
+            cluster.m_pixelCount = 1;
+            cluster.m_colour = qint32(colours[size_t(c)]);
+            cluster.m_lab = m_colourLabs[colours[size_t(c)]];
+            cluster.m_deleted = false;
+            m_eaters[size_t(c)] = c;
+            NeighbourPool<Form>::clear(cluster.m_neighbours);
+            if (!ahead)
+                continue;
+            // Eight packed entries fill the record's room as they are.
+            typename Form::Word entries[8]
+                    = {Form::Unused, Form::Unused, Form::Unused, Form::Unused,
+                       Form::Unused, Form::Unused, Form::Unused, Form::Unused};
+            quint32 n = 0;
+            neighbourhood(*ahead, m_width, m_height, x, y, [&](int key, quint16 distance) {
+                entries[n++] = Form::make(quint32(key), distance);
+            });
+            if constexpr (NeighbourPool<Form>::Inline == 8) {
+                std::copy(entries, entries + 8, cluster.m_neighbours.words(entries));
+                cluster.m_neighbours.setSize(n);
+            } else {
+                pool.assign(cluster.m_neighbours, entries, n);
+            }
         }
-        const int val = at(c).m_likeness;
-        prefetchNext();
-        Feed(c);
-        remove(c);
-        if (m_yield)
-            m_yield();
-        if (val > limit)
-            return false;
-        if (val > m_prevval) {
-            m_prevval = val;
-            qCDebug(lcSegment) << "new val is " << val;
-            return true;
-        }
-        if (++iteration % 10000 == 0)
-            qCDebug(lcSegment) << "iteration is " << iteration << "val is " << val;
     }
 }
 
@@ -207,7 +242,7 @@ void CSegmentor::remove(int c)
         recordRemoval(c);
     cluster.m_deleted = true;
     cluster.m_slot = -1;
-    m_pool.release(cluster.m_neighbours);
+    withEntries([&](auto form) { lists<decltype(form)>().pool.release(cluster.m_neighbours); });
 }
 
 void CSegmentor::setJournaling(bool on)
@@ -237,42 +272,6 @@ void CSegmentor::discard(int c)
     if (at(c).m_slot >= 0)
         m_queue.Remove(at(c).handle());
     remove(c);
-}
-
-// The next clusters the queue hands out are known, unless this merge files
-// others at the lowest priority, and what their merges will read can start
-// loading now: one step of the chain of reads per place ahead, each step
-// reading what the step before requested one merge earlier. The fourth in
-// line: its record; the third: its list; the second: its neighbours'
-// records; the next: their lists.
-void CSegmentor::prefetchNext()
-{
-    const std::vector<int> *bucket = m_queue.lowestBucket();
-    if (!bucket)
-        return;
-    int ahead[4];
-    int found = 0;
-    // Slots emptied by refiling are passed over, a few at the most.
-    auto it = bucket->rbegin();
-    for (int looked = 0; it != bucket->rend() && found < 4 && looked < 16; ++it, ++looked) {
-        if (*it != CPriorQueue2::None)
-            ahead[found++] = *it;
-    }
-    if (found > 0) {
-        const NeighbourPool::View list = m_pool.view(at(ahead[0]).m_neighbours);
-        for (quint32 i = 0; i < list.size; ++i) {
-            m_pool.prefetch(m_clusters[list.key(i)].m_neighbours);
-        }
-    }
-    if (found > 1) {
-        const NeighbourPool::View list = m_pool.view(at(ahead[1]).m_neighbours);
-        for (quint32 i = 0; i < list.size; ++i)
-            __builtin_prefetch(&m_clusters[list.key(i)]);
-    }
-    if (found > 2)
-        m_pool.prefetch(at(ahead[2]).m_neighbours);
-    if (found > 3)
-        __builtin_prefetch(&m_clusters[size_t(ahead[3])]);
 }
 
 int CSegmentor::rootOf(int c)
@@ -346,8 +345,10 @@ std::vector<QPoint> CSegmentor::pixels(int c)
 std::vector<std::pair<int, int>> CSegmentor::neighbours(int c) const
 {
     std::vector<std::pair<int, int>> list;
-    const NeighbourPool::View own = m_pool.view(cluster(c).m_neighbours);
-    for (quint32 i = 0; i < own.size; ++i)
-        list.emplace_back(int(own.key(i)), int(own.distance(i)));
+    withEntries([&](auto form) {
+        const auto own = lists<decltype(form)>().pool.view(cluster(c).m_neighbours);
+        for (quint32 i = 0; i < own.size; ++i)
+            list.emplace_back(int(own.key(i)), int(own.distance(i)));
+    });
     return list;
 }

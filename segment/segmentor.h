@@ -12,10 +12,11 @@
 #include <utility>
 #include <vector>
 
-// One region of the segmentation: what a merge reads, in 32 bytes, two to
-// a cache line. Clusters live in one array of the segmenter, numbered by
-// creation: the cluster first seeded at pixel (x, y) is number
-// x * height + y, and every walk over neighbours goes by these numbers.
+// One region of the segmentation, with its first neighbours: what a merge
+// reads of a cluster lies in one 64-byte record, one cache line. Clusters
+// live in one array of the segmenter, numbered by creation: the cluster
+// first seeded at pixel (x, y) is number x * height + y, and every walk
+// over neighbours goes by these numbers.
 struct CCluster
 {
     // The smallest distance to a neighbour, at most 500; 999 when the
@@ -26,15 +27,37 @@ struct CCluster
     quint16 m_filedAt;
     qint32 m_slot;
     qint32 m_pixelCount;
+    // The number of the region's colour in the colour table.
+    qint32 m_colour;
     Labstruct m_lab;
     bool m_deleted;
     NeighbourList m_neighbours;
-    // The number of the region's colour in the colour table.
-    qint32 m_colour;
 
     qint64 handle() const { return m_slot < 0 ? -1 : index2handle(m_filedAt, m_slot); }
 };
-static_assert(sizeof(CCluster) == 32, "two clusters to a cache line");
+static_assert(sizeof(CCluster) == 64, "one cluster to a cache line");
+
+// The records of a segmenter, each on a cache line of its own.
+class ClusterArray
+{
+public:
+    explicit ClusterArray(size_t size);
+    ~ClusterArray();
+    ClusterArray(const ClusterArray &) = delete;
+    ClusterArray &operator=(const ClusterArray &) = delete;
+
+    size_t size() const { return m_size; }
+    CCluster &operator[](size_t i) { return m_data[i]; }
+    const CCluster &operator[](size_t i) const { return m_data[i]; }
+
+private:
+    void *m_memory;
+    size_t m_bytes;
+    CCluster *m_data;
+    size_t m_size;
+};
+
+struct DistancesAhead;
 
 // Greedy region merging, from one cluster per pixel. The cluster with the
 // smallest colour distance to a neighbour is taken from a bucket queue and
@@ -46,8 +69,14 @@ class CSegmentor
 public:
     static constexpr int NoCluster = -1;
 
+    // How the neighbour entries are kept: packed in four bytes when every
+    // cluster number fits (Automatic chooses), or eight.
+    enum class Entries { Automatic, Wide };
+    // Whether a picture of `count` pixels can have packed entries.
+    static bool packs(size_t count) { return count <= PackedEntries::MaxKey + 1; }
+
     // `image` is taken as 32-bit; the segmenter keeps a copy of it.
-    CSegmentor(const QImage &image, int clusterSize);
+    CSegmentor(const QImage &image, int clusterSize, Entries entries = Entries::Automatic);
     CSegmentor(const CSegmentor &) = delete;
     CSegmentor &operator=(const CSegmentor &) = delete;
 
@@ -101,26 +130,76 @@ public:
 
     const CPriorQueue2 &queue() const { return m_queue; }
     int clusterThreshold() const { return m_clusterthresh; }
+    bool wideEntries() const { return m_wide; }
 
 private:
     CCluster &at(int c) { return m_clusters[size_t(c)]; }
-    void makeClusters();
-    void wire();
-    void wireNeighbours();
+    std::vector<quint32> makeClusters();
+    void wire(const std::vector<quint32> &colours);
+    template<typename Form>
+    void writeClusters(const std::vector<quint32> &colours, const DistancesAhead *ahead,
+                       const std::vector<quint16> &likeness, const std::vector<qint32> &filedSlots);
     int rootOf(int c);
+    // The buffers only grow: the entries past `count` are left over from
+    // earlier notifications.
     struct Snapshot
     {
+        quint32 count = 0;
         std::vector<quint32> keys;
         std::vector<quint16> distances;
     };
 
     static constexpr quint16 NoDistance = 0xFFFF;
 
+    // The neighbour lists of one form of entries, and the room a merge of
+    // two lists is made in.
+    template<typename Form>
+    struct Lists
+    {
+        NeighbourPool<Form> pool;
+        std::vector<typename Form::Word> merged;
+    };
+    template<typename Form>
+    Lists<Form> &lists();
+    template<typename Form>
+    const Lists<Form> &lists() const;
+    // Calls `work` with the form of entries of this segmenter.
+    template<typename Work>
+    decltype(auto) withEntries(Work &&work);
+    template<typename Work>
+    decltype(auto) withEntries(Work &&work) const;
+
+    // The operations, for one form of entries.
+    template<typename Form>
+    bool next(int limit);
+    template<typename Form>
+    bool notify(int c, int replacement);
     // NewNeighbour(); returns the distance written, NoDistance for none.
+    template<typename Form>
     quint16 receive(int c, int old, int replacement);
+    template<typename Form>
+    void updateWith(int c);
+    template<typename Form>
+    bool eatNeighbour(int eater, int victim);
+    template<typename Form>
+    quint16 mergeVictimsNeighbours(int eater, int victim, const Snapshot &told);
+    // The first neighbour at the cluster's likeness, or NoCluster.
+    template<typename Form>
+    int nearestNeighbour(int c) const;
+    template<typename Form>
+    bool eatAll(int c);
+    template<typename Form>
+    void prefetchNext();
+
     // Sets the likeness and moves the cluster in the queue when it changed.
-    void refile(int c, quint16 likeness);
-    void mergeVictimsNeighbours(int eater, int victim, const Snapshot &told);
+    void refile(int c, quint16 likeness)
+    {
+        CCluster &cluster = at(c);
+        cluster.m_likeness = likeness;
+        if (cluster.m_slot >= 0 && cluster.m_filedAt != likeness)
+            move(cluster);
+    }
+    void move(CCluster &cluster);
     // What rollback() undoes: a live cluster deleted (eaten or not), and
     // a colour changed.
     void recordRemoval(int c)
@@ -133,9 +212,6 @@ private:
         if (m_journaling)
             m_recoloured.push_back({c, previous});
     }
-    // The first neighbour at the cluster's likeness, or NoCluster.
-    int nearestNeighbour(int c) const;
-    void prefetchNext();
 
     QImage m_image;
     int m_width;
@@ -143,12 +219,14 @@ private:
     // The largest pixel count a cluster may have and still merge, as a
     // 16-bit signed value.
     qint16 m_clusterthresh;
-    LargeArray<CCluster> m_clusters;
+    bool m_wide;
+    ClusterArray m_clusters;
     // What only the pictures read, beside the clusters: the cluster that
     // ate each one, or itself (the pixels of a cluster are those whose chain
     // of eaters ends at it).
     LargeArray<qint32> m_eaters;
-    NeighbourPool m_pool;
+    Lists<PackedEntries> m_packed;
+    Lists<WideEntries> m_wideLists;
     CPriorQueue2 m_queue;
     int m_prevval = 0;
     // Lab and display colour of every Lab colour of the picture.
@@ -162,5 +240,41 @@ private:
     std::vector<qint32> m_removed;
     std::vector<std::pair<qint32, qint32>> m_recoloured;
     int m_depth = 0;
-    std::vector<NeighbourPool::Entry> m_merged;
 };
+
+template<>
+inline CSegmentor::Lists<PackedEntries> &CSegmentor::lists<PackedEntries>()
+{
+    return m_packed;
+}
+template<>
+inline CSegmentor::Lists<WideEntries> &CSegmentor::lists<WideEntries>()
+{
+    return m_wideLists;
+}
+template<>
+inline const CSegmentor::Lists<PackedEntries> &CSegmentor::lists<PackedEntries>() const
+{
+    return m_packed;
+}
+template<>
+inline const CSegmentor::Lists<WideEntries> &CSegmentor::lists<WideEntries>() const
+{
+    return m_wideLists;
+}
+
+template<typename Work>
+decltype(auto) CSegmentor::withEntries(Work &&work)
+{
+    if (m_wide)
+        return work(WideEntries());
+    return work(PackedEntries());
+}
+
+template<typename Work>
+decltype(auto) CSegmentor::withEntries(Work &&work) const
+{
+    if (m_wide)
+        return work(WideEntries());
+    return work(PackedEntries());
+}

@@ -155,15 +155,17 @@ void TestSegmentLayout::packedEntryBounds()
     QCOMPARE(WideEntries::distance(WideEntries::make(4194304u, 65535)), quint16(65535));
 }
 
-// A picture whose last cluster has the largest number a packed entry holds.
-void TestSegmentLayout::largestPackedNumber()
+namespace {
+
+// A white pixel above a black column whose last cluster is number `last`:
+// the column's clusters know their neighbours, the white one learns of the
+// last at distance 100, and a merge at the end of the column holds.
+void checkColumnEndingAt(int last, bool wide)
 {
-    const int last = int(PackedEntries::MaxKey);
     CSegmentor segmentor(column(last + 1, 0xFFFFFFFFu, 0xFF000000u), 70);
-    QVERIFY(!segmentor.wideEntries());
+    QCOMPARE(segmentor.wideEntries(), wide);
     QCOMPARE(segmentor.neighbours(last - 1),
              (std::vector<std::pair<int, int>> {{last - 2, 0}, {last, 0}}));
-    // The white top pixel learns of the last cluster, at distance 100.
     segmentor.SetNeighbours(0, {last});
     QCOMPARE(segmentor.neighbours(0), (std::vector<std::pair<int, int>> {{1, 100}, {last, 100}}));
     segmentor.EatNeighbour(last - 1, last);
@@ -172,20 +174,18 @@ void TestSegmentLayout::largestPackedNumber()
     QCOMPARE(segmentor.cluster(last - 1).m_pixelCount, 2);
 }
 
+} // namespace
+
+// A picture whose last cluster has the largest number a packed entry holds.
+void TestSegmentLayout::largestPackedNumber()
+{
+    checkColumnEndingAt(int(PackedEntries::MaxKey), false);
+}
+
 // One pixel more, and the entries are wide: the same steps still hold.
 void TestSegmentLayout::wideBeyondTheLargestPackedNumber()
 {
-    const int last = int(PackedEntries::MaxKey) + 1;
-    CSegmentor segmentor(column(last + 1, 0xFFFFFFFFu, 0xFF000000u), 70);
-    QVERIFY(segmentor.wideEntries());
-    QCOMPARE(segmentor.neighbours(last - 1),
-             (std::vector<std::pair<int, int>> {{last - 2, 0}, {last, 0}}));
-    segmentor.SetNeighbours(0, {last});
-    QCOMPARE(segmentor.neighbours(0), (std::vector<std::pair<int, int>> {{1, 100}, {last, 100}}));
-    segmentor.EatNeighbour(last - 1, last);
-    segmentor.discard(last);
-    QCOMPARE(segmentor.neighbours(last - 1), (std::vector<std::pair<int, int>> {{last - 2, 0}}));
-    QCOMPARE(segmentor.cluster(last - 1).m_pixelCount, 2);
+    checkColumnEndingAt(int(PackedEntries::MaxKey) + 1, true);
 }
 
 QTEST_APPLESS_MAIN(TestSegmentLayout)

@@ -299,20 +299,21 @@ CommandLine checkedCommandLine(const QCommandLineParser &parser)
         line.outputDir = parser.value(QStringLiteral("o"));
     line.reportPath = parser.value(QStringLiteral("report"));
     line.jobs = batch ? batchJobs(parser, positional, &line.notes) : singleJob(parser, positional);
-    // Checked on the whole batch, so that every machine refuses the same.
     checkOutputs(line.jobs, line.reportPath);
-    if (parser.isSet(QStringLiteral("shard"))) {
-        const Shard shard = parseShard(parser.value(QStringLiteral("shard")));
-        if (!batch)
-            refuse(QStringLiteral("--shard applies with -o only"));
-        line.jobs = jobsOfShard(line.jobs, shard);
-    }
     if (parser.isSet(QStringLiteral("quality")))
         line.quality = integerValue(parser, QStringLiteral("quality"), 0, 100);
     line.pngLevel = pngLevel(parser);
     line.transparent = parser.isSet(Transparent);
     if (line.transparent)
         refuseTransparentJpeg(line.jobs);
+    // Last, once every check has seen the whole batch: every machine that
+    // shares it refuses the same command lines, whatever its part holds.
+    if (parser.isSet(QStringLiteral("shard"))) {
+        const Shard shard = parseShard(parser.value(QStringLiteral("shard")));
+        if (!batch)
+            refuse(QStringLiteral("--shard applies with -o only"));
+        line.jobs = jobsOfShard(line.jobs, shard);
+    }
     const int cores = qMax(1, QThread::idealThreadCount());
     line.threads = parser.isSet(QStringLiteral("j"))
             ? integerValue(parser, QStringLiteral("j"), 1, INT_MAX)

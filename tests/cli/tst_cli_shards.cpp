@@ -31,6 +31,7 @@ private slots:
     void badShardRefused();
     void shardNeedsOutputFolder();
     void clashRefusedInEveryPart();
+    void transparentJpegRefusedInEveryPart();
 
 private:
     // Draws the batch of the test's pictures into `folder` (under the test's
@@ -198,6 +199,22 @@ void CliShardsTest::clashRefusedInEveryPart()
                                         m_dir->path());
         QVERIFY2(result.exitCode == 2, qPrintable(result.err));
         QVERIFY2(result.err.contains(QStringLiteral("would both be written")),
+                 qPrintable(result.err));
+    }
+}
+
+// One file in three parts: two of them hold nothing, and still refuse.
+void CliShardsTest::transparentJpegRefusedInEveryPart()
+{
+    for (int index = 1; index <= 3; ++index) {
+        const RunResult result
+                = runCli({QStringLiteral("pen"), QStringLiteral("in/a/p0.png"),
+                          QStringLiteral("-o"), QStringLiteral("jpegs"), QStringLiteral("--format"),
+                          QStringLiteral("jpg"), QStringLiteral("--transparent"),
+                          QStringLiteral("--shard"), QStringLiteral("%1/3").arg(index)},
+                         m_dir->path());
+        QVERIFY2(result.exitCode == 2, qPrintable(result.err));
+        QVERIFY2(result.err.contains(QStringLiteral("--transparent writes PNG only")),
                  qPrintable(result.err));
     }
 }

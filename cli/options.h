@@ -1,6 +1,6 @@
 #pragma once
 
-#include "effects.h"
+#include "effect.h"
 #include "pngwriter.h"
 
 #include <QByteArray>
@@ -24,7 +24,7 @@ struct FileJob
 struct CommandLine
 {
     const Effect *effect = nullptr;
-    EffectSettings settings;
+    EffectValues values;
     std::vector<FileJob> jobs;
     // Batch mode only: the folder that receives every result.
     QString outputDir;

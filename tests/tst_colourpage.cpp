@@ -46,7 +46,7 @@ void TestColourPage::create()
     std::vector<QImage> levels;
     ColourSketchObserver observer;
     observer.level = [&levels](const QImage &level) { levels.push_back(level); };
-    const QImage expected = colourSketch(picture, 20, 70, {}, observer);
+    const QImage expected = colourSketch(picture, {20, 70}, {}, observer);
     QVERIFY(levels.size() >= 3);
     KESTROVA_COMPARE_PICTURES(shown(), expected);
     QVERIFY(m_window->hasSketch);
@@ -87,7 +87,7 @@ void TestColourPage::everyLevelIsShown()
     std::vector<QImage> levels;
     ColourSketchObserver observer;
     observer.level = [&levels](const QImage &level) { levels.push_back(level); };
-    colourSketch(picture, 20, 70, {}, observer);
+    colourSketch(picture, {20, 70}, {}, observer);
     QCOMPARE(seen.size(), levels.size());
     for (size_t i = 0; i < levels.size(); ++i)
         KESTROVA_COMPARE_PICTURES(seen[i], levels[i]);
@@ -185,7 +185,7 @@ void TestColourPage::createDuringCreate()
     });
     m_window->ui->pushButtonColorSketch->click();
     QCOMPARE(reentered, 1);
-    KESTROVA_COMPARE_PICTURES(shown(), colourSketch(picture, 30, 70));
+    KESTROVA_COMPARE_PICTURES(shown(), colourSketch(picture, {30, 70}));
     QVERIFY(m_window->hasSketch);
     QVERIFY(!m_window->ui->progressBar->isVisible());
     QCOMPARE(m_window->cursor().shape(), Qt::ArrowCursor);

@@ -171,7 +171,7 @@ std::vector<unsigned char> edgeMap(const QImage &working)
 QImage corePen(const QImage &working, int black, int white)
 {
     const std::vector<unsigned char> edges = edgeMap(working);
-    return pensketch(working, edges.data(), black, white);
+    return pensketch(working, edges.data(), {black, white});
 }
 
 QImage corePencil(const QImage &working, const PencilSettings &settings)
@@ -183,7 +183,7 @@ QImage corePencil(const QImage &working, const PencilSettings &settings)
 
 QImage coreColour(const QImage &working, int threshold, int brush)
 {
-    return colourSketch(working, threshold, brush);
+    return colourSketch(working, {threshold, brush});
 }
 
 QImage corePoster(const QImage &working, const PosterSettings &settings)

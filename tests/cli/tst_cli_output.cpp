@@ -113,7 +113,7 @@ void CliOutputTest::posterOptionsReachTheEffect()
             dir, QStringList {"poster"} + options + QStringList {input, QStringLiteral("out.png")},
             QStringLiteral("out.png"));
     const QImage working = readWorking(input);
-    const PosterSettings settings {colours, contours, contourBlack, contourWhite};
+    const PosterSettings settings {colours, {contours, contourBlack, contourWhite}};
     CLI_COMPARE_PIXELS(drawing, corePoster(working, settings));
     QVERIFY(drawing.convertToFormat(QImage::Format_ARGB32)
             != corePoster(working).convertToFormat(QImage::Format_ARGB32));
@@ -177,7 +177,7 @@ void CliOutputTest::optionsReachTheEffect()
                 != corePen(working).convertToFormat(QImage::Format_ARGB32));
         return;
     }
-    const PencilSettings settings {density, black, white, contours, contourBlack, contourWhite};
+    const PencilSettings settings {density, black, white, {contours, contourBlack, contourWhite}};
     CLI_COMPARE_PIXELS(drawing, corePencil(working, settings));
     QVERIFY(drawing.convertToFormat(QImage::Format_ARGB32)
             != corePencil(working).convertToFormat(QImage::Format_ARGB32));

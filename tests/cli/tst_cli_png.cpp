@@ -157,7 +157,7 @@ void CliPngTest::transparentOverWhite_data()
                                    << corePen(working, 200, 240);
     QTest::newRow("pencil") << QStringList {QStringLiteral("pencil")} << corePencil(working);
     PencilSettings withoutContours;
-    withoutContours.contours = false;
+    withoutContours.contours.on = false;
     QTest::newRow("pencil no contour")
             << QStringList {"pencil", "--no-contour"} << corePencil(working, withoutContours);
 }

@@ -52,21 +52,21 @@ QImage read(const Input &input, QString *error)
 // picture's size (the colour sketch may make none).
 void drawAll(const QImage &picture, const unsigned char *edges, int low, int high)
 {
-    QCOMPARE(pensketch(picture, edges, low, high).size(), picture.size());
+    QCOMPARE(pensketch(picture, edges, {low, high}).size(), picture.size());
     RandomSequence random;
     PencilSettings pencil;
     pencil.density = low < high ? 1 : 10;
     pencil.black = low;
     pencil.white = high;
-    pencil.contourBlack = high;
-    pencil.contourWhite = low;
+    pencil.contours.black = high;
+    pencil.contours.white = low;
     QCOMPARE(pencilSketch(picture, edges, pencil, random).size(), picture.size());
     PosterSettings poster;
     poster.colours = low < high ? 2 : 30;
-    poster.contourBlack = low;
-    poster.contourWhite = high;
+    poster.contours.black = low;
+    poster.contours.white = high;
     QCOMPARE(posterSketch(picture, edges, poster, random).size(), picture.size());
-    const QImage colour = colourSketch(picture, low < high ? 99 : 0, low < high ? 500 : 0);
+    const QImage colour = colourSketch(picture, {low < high ? 99 : 0, low < high ? 500 : 0});
     if (!colour.isNull())
         QCOMPARE(colour.width(), picture.width());
 }

@@ -83,7 +83,7 @@ int main(int argc, char *argv[])
     std::vector<unsigned char> edges(size_t(input.width()) * size_t(input.height()));
     labsobellight2(input, edges.data());
 
-    const QImage pen = pensketch(input, edges.data(), 150, 255);
+    const QImage pen = pensketch(input, edges.data(), {150, 255});
     RandomSequence random;
     const QImage pencil = pencilSketch(input, edges.data(), PencilSettings(), random);
     RandomSequence posterRandom;
@@ -91,7 +91,8 @@ int main(int argc, char *argv[])
     if (!save(pen, folder.filePath(QStringLiteral("pen-golden.png")))
         || !save(pencil, folder.filePath(QStringLiteral("pencil-golden.png")))
         || !save(poster, folder.filePath(QStringLiteral("poster-golden.png")))
-        || !save(colourSketch(input, 20, 70), folder.filePath(QStringLiteral("color-golden.png"))))
+        || !save(colourSketch(input, {20, 70}),
+                 folder.filePath(QStringLiteral("color-golden.png"))))
         return 1;
     return 0;
 }

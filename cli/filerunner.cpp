@@ -3,6 +3,7 @@
 #include "imagefiles.h"
 #include "lineart.h"
 #include "stop.h"
+#include "warnings.h"
 
 #include <QDir>
 #include <QElapsedTimer>

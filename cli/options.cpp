@@ -343,11 +343,6 @@ CommandLine checkedCommandLine(const QCommandLineParser &parser)
 
 } // namespace
 
-void refuse(const QString &message)
-{
-    throw Refusal {message};
-}
-
 ParseOutcome parseCommandLine(const QStringList &arguments)
 {
     QCommandLineParser parser;

@@ -54,7 +54,7 @@ private slots:
     // Clusters
     void newClusters();
     void colourDistances();
-    void cdiffOfPixels();
+    void rgbdiffOfPixels();
     void thresholdZeroMakesEveryClusterFull();
     void fullOnlyAboveTheThreshold();
     void newNeighbourOverwrites();
@@ -136,7 +136,7 @@ void TestSegment::updateLeavesANullBehind()
     QCOMPARE(queue.bucket(4), (std::vector<int> {CPriorQueue2::None, 6}));
     QCOMPARE(queue.at(moved), 5);
     QCOMPARE(queue.Clusters(), (std::vector<int> {5, 6}));
-    QVERIFY(queue.Remove(moved));
+    queue.Remove(moved);
     QCOMPARE(queue.Clusters(), (std::vector<int> {6}));
 }
 
@@ -199,11 +199,11 @@ void TestSegment::colourDistances()
     QCOMPARE(segmentor.likeness(0), 0);
 }
 
-void TestSegment::cdiffOfPixels()
+void TestSegment::rgbdiffOfPixels()
 {
-    QCOMPARE(cdiff(0xFF000000u, 0xFF030400u), 5);
-    QCOMPARE(cdiff(0x00FFFFFFu, 0xFFFFFFFFu), 0);
-    QCOMPARE(cdiff(0xFFFFFFFFu, 0xFF000000u), 441);
+    QCOMPARE(rgbdiff(0xFF000000u, 0xFF030400u), 5);
+    QCOMPARE(rgbdiff(0x00FFFFFFu, 0xFFFFFFFFu), 0);
+    QCOMPARE(rgbdiff(0xFFFFFFFFu, 0xFF000000u), 441);
 }
 
 void TestSegment::thresholdZeroMakesEveryClusterFull()

@@ -9,9 +9,7 @@ inline bool isWorkingFormat(QImage::Format format)
     return format == QImage::Format_RGB32 || format == QImage::Format_ARGB32;
 }
 
-inline QImage toWorkingFormat(const QImage &image)
-{
-    if (image.isNull() || isWorkingFormat(image.format()))
-        return image;
-    return image.convertToFormat(QImage::Format_ARGB32);
-}
+// The picture in a working format: the same pixels and metadata as
+// QImage::convertToFormat(QImage::Format_ARGB32) gives, converted in bands
+// of rows within the calling thread's budget. Null when memory runs out.
+QImage toWorkingFormat(const QImage &image);

@@ -1,0 +1,106 @@
+#include "workingformat.h"
+
+#include "parallel.h"
+
+#include <QColorSpace>
+
+#include <atomic>
+#include <cstring>
+
+namespace {
+
+// Qt converts a picture of 2^17 bytes or more on its own threads. Smaller
+// pieces are converted on the thread that asks, which keeps the conversion
+// within that thread's budget; the rows of a piece convert alike whatever
+// other rows share it.
+constexpr qsizetype PieceBytes = (qsizetype(1) << 17) - 1;
+// Pixels per band: a band converts a few pieces.
+constexpr qint64 BandPixels = qint64(1) << 18;
+
+// The size, resolution, offset, text and colour space that
+// convertToFormat() gives its result.
+QImage emptyLike(const QImage &image)
+{
+    QImage result(image.size(), QImage::Format_ARGB32);
+    if (result.isNull())
+        return result;
+    result.setDotsPerMeterX(image.dotsPerMeterX());
+    result.setDotsPerMeterY(image.dotsPerMeterY());
+    result.setDevicePixelRatio(image.devicePixelRatio());
+    result.setOffset(image.offset());
+    for (const QString &key : image.textKeys())
+        result.setText(key, image.text(key));
+    result.setColorSpace(image.colorSpace());
+    return result;
+}
+
+// Converts the rows of `image` from `first` up to `end` into `result`, a
+// piece at a time. False when memory runs out.
+class RowConverter
+{
+public:
+    RowConverter(const QImage &image, QImage &result)
+        : m_bits(image.constBits())
+        , m_bytesPerLine(image.bytesPerLine())
+        , m_width(image.width())
+        , m_format(image.format())
+        , m_colours(image.colorTable())
+        , m_colourSpace(image.colorSpace())
+        , m_target(result.bits())
+        , m_targetBytesPerLine(result.bytesPerLine())
+        , m_rowsPerPiece(int(qMax<qsizetype>(1, PieceBytes / m_bytesPerLine)))
+    {
+    }
+
+    bool convert(int first, int end) const
+    {
+        for (int top = first; top < end; top += m_rowsPerPiece) {
+            const int rows = qMin(m_rowsPerPiece, end - top);
+            QImage piece(m_bits + qsizetype(top) * m_bytesPerLine, m_width, rows, m_bytesPerLine,
+                         m_format);
+            if (!m_colours.isEmpty())
+                piece.setColorTable(m_colours);
+            if (m_colourSpace.isValid())
+                piece.setColorSpace(m_colourSpace);
+            const QImage converted = piece.convertToFormat(QImage::Format_ARGB32);
+            if (converted.isNull())
+                return false;
+            for (int y = 0; y < rows; ++y)
+                memcpy(m_target + qsizetype(top + y) * m_targetBytesPerLine,
+                       converted.constScanLine(y), size_t(m_width) * 4);
+        }
+        return true;
+    }
+
+private:
+    const uchar *m_bits;
+    qsizetype m_bytesPerLine;
+    int m_width;
+    QImage::Format m_format;
+    QList<QRgb> m_colours;
+    QColorSpace m_colourSpace;
+    uchar *m_target;
+    qsizetype m_targetBytesPerLine;
+    int m_rowsPerPiece;
+};
+
+} // namespace
+
+QImage toWorkingFormat(const QImage &image)
+{
+    if (image.isNull() || isWorkingFormat(image.format()))
+        return image;
+    if (image.sizeInBytes() <= PieceBytes)
+        return image.convertToFormat(QImage::Format_ARGB32);
+    QImage result = emptyLike(image);
+    if (result.isNull())
+        return result;
+    const RowConverter converter(image, result);
+    std::atomic<bool> failed {false};
+    const int grain = int(qMax<qint64>(1, BandPixels / image.width()));
+    parallelBands(image.height(), grain, [&](int first, int end) {
+        if (!converter.convert(first, end))
+            failed.store(true, std::memory_order_relaxed);
+    });
+    return failed.load(std::memory_order_relaxed) ? QImage() : result;
+}

@@ -3,6 +3,7 @@
 #include "blur.h"
 #include "blurrows.h"
 #include "colour.h"
+#include "parallel.h"
 #include "stagetimer.h"
 #include "workingformat.h"
 
@@ -14,6 +15,11 @@
 namespace {
 
 constexpr int BlurHalf = 3;
+constexpr int Taps = 2 * BlurHalf + 1;
+// Rows per band at the least. Every band of the blur starts its ring of
+// horizontally blurred rows afresh, six rows more than it keeps.
+constexpr int BlurGrain = 96;
+constexpr int RowGrain = 64;
 
 // Lightness of each pixel of a row of blurred colours.
 void lightnessRow(const QRgb *pixels, unsigned char *lightness, int from, int to)
@@ -56,6 +62,13 @@ public:
         finishCollecting();
         m_fill.finish();
     }
+    // For parallelBands(): `finished` of `total` rows are done.
+    std::function<void(int)> bandProgress(qint64 total)
+    {
+        if (!m_progress.setValue)
+            return {};
+        return [this, total](int finished) { advance(finished, total); };
+    }
 
 private:
     void finishCollecting()
@@ -77,41 +90,57 @@ void lightnessOfSource(const QImage &image, unsigned char *lightness, LightnessP
 {
     const int width = image.width();
     const int height = image.height();
-    for (int y = 0; y < height; ++y) {
-        lightnessRow(reinterpret_cast<const QRgb *>(image.constScanLine(y)),
-                     lightness + qsizetype(y) * width, 0, width);
-        progress.advance(y + 1, height);
-    }
+    parallelBands(
+            height, RowGrain,
+            [&](int first, int end) {
+                for (int y = first; y < end; ++y)
+                    lightnessRow(reinterpret_cast<const QRgb *>(image.constScanLine(y)),
+                                 lightness + qsizetype(y) * width, 0, width);
+            },
+            progress.bandProgress(height));
 }
 
-// Blurs row by row with a ring of seven horizontally blurred rows and turns
-// each blurred row straight into lightness; the blurred picture itself is
-// never stored.
-void lightnessOfBlurred(const QImage &image, unsigned char *lightness, LightnessProgress &progress)
+// Blurs the rows first .. end - 1 with a ring of seven horizontally blurred
+// rows, which starts BlurHalf rows above, and turns each blurred row
+// straight into lightness; the blurred picture itself is never stored.
+void blurredLightnessRows(const QImage &image, const double *w, unsigned char *lightness, int first,
+                          int end)
 {
     const int width = image.width();
-    const int height = image.height();
-    const std::vector<double> w = gaussianKernel(2 * BlurHalf + 1, 1.4);
     const qsizetype rowBytes = qsizetype(width) * 4;
-    std::vector<unsigned char> ring(rowBytes * (2 * BlurHalf + 1));
+    std::vector<unsigned char> ring(rowBytes * Taps);
     std::vector<unsigned char> blurred(rowBytes);
-    auto ringRow = [&](int y) { return &ring[(y % (2 * BlurHalf + 1)) * rowBytes]; };
+    auto ringRow = [&](int y) { return &ring[(y % Taps) * rowBytes]; };
 
-    for (int y = 0; y < 2 * BlurHalf; ++y)
-        horizontalBlurRow7(image.constScanLine(y), ringRow(y), width, w.data());
-    const unsigned char *rows[2 * BlurHalf + 1];
-    for (int y = BlurHalf; y < height - BlurHalf; ++y) {
-        horizontalBlurRow7(image.constScanLine(y + BlurHalf), ringRow(y + BlurHalf), width,
-                           w.data());
+    for (int y = first - BlurHalf; y < first + BlurHalf; ++y)
+        horizontalBlurRow7(image.constScanLine(y), ringRow(y), width, w);
+    const unsigned char *rows[Taps];
+    for (int y = first; y < end; ++y) {
+        horizontalBlurRow7(image.constScanLine(y + BlurHalf), ringRow(y + BlurHalf), width, w);
         for (int k = -BlurHalf; k <= BlurHalf; ++k)
             rows[BlurHalf + k] = ringRow(y + k);
-        verticalBlurRow7(rows, blurred.data(), width, w.data());
+        verticalBlurRow7(rows, blurred.data(), width, w);
         unsigned char *row = lightness + qsizetype(y) * width;
         lightnessRow(reinterpret_cast<const QRgb *>(blurred.data()), row, BlurHalf,
                      width - BlurHalf);
         extendRow(row, width);
-        progress.advance(y + 1 - BlurHalf, height - 2 * BlurHalf);
     }
+}
+
+// The rows BlurHalf .. height - BlurHalf - 1 that the blur writes, in bands;
+// the rows above and below repeat the nearest of them.
+void lightnessOfBlurred(const QImage &image, unsigned char *lightness, LightnessProgress &progress)
+{
+    const int width = image.width();
+    const int height = image.height();
+    const std::vector<double> w = gaussianKernel(Taps, 1.4);
+    const int blurredRows = height - 2 * BlurHalf;
+    parallelBands(
+            blurredRows, BlurGrain,
+            [&](int first, int end) {
+                blurredLightnessRows(image, w.data(), lightness, BlurHalf + first, BlurHalf + end);
+            },
+            progress.bandProgress(blurredRows));
     const unsigned char *top = lightness + qsizetype(BlurHalf) * width;
     const unsigned char *bottom = lightness + qsizetype(height - BlurHalf - 1) * width;
     for (int y = 0; y < BlurHalf; ++y) {
@@ -140,11 +169,17 @@ void sobel(const unsigned char *lightness, unsigned char *edges, int width, int 
            const Progress &progress)
 {
     ColumnProgress columns(progress, 70, 30, width, 1, width - 1);
-    for (int y = 1; y < height - 1; ++y) {
-        const qsizetype at = qsizetype(y) * width;
-        sobelRow(lightness + at - width, lightness + at, lightness + at + width, edges + at, width);
-        columns.advance(y, height - 2);
-    }
+    const int rows = height - 2;
+    parallelBands(
+            rows, RowGrain,
+            [&](int first, int end) {
+                for (int y = 1 + first; y < 1 + end; ++y) {
+                    const qsizetype at = qsizetype(y) * width;
+                    sobelRow(lightness + at - width, lightness + at, lightness + at + width,
+                             edges + at, width);
+                }
+            },
+            columns.bandProgress(rows));
     columns.finish();
 }
 

@@ -3,10 +3,14 @@
 #include "blurrows.h"
 #include "levels.h"
 #include "multiply.h"
+#include "parallel.h"
 
 #include <vector>
 
 namespace {
+
+// Rows per band at the least.
+constexpr int RowGrain = 32;
 
 // Every layer pixel is an opaque grey s = level(255 - edge): one table of
 // 256 greys, then the channel products row by row, a loop the compiler
@@ -30,13 +34,18 @@ void multiplyGreyLayer(QImage &image, const unsigned char *edges, int black, int
     unsigned char greyOfEdge[256];
     for (int e = 0; e < 256; ++e)
         greyOfEdge[e] = static_cast<unsigned char>(qRed(level(255 - e, black, white)));
-    std::vector<unsigned char> greys(width);
-    for (int y = 0; y < image.height(); ++y) {
-        const unsigned char *row = edges + qsizetype(y) * width;
-        for (int x = 0; x < width; ++x)
-            greys[x] = greyOfEdge[row[x]];
-        multiplyRow<Channel>(reinterpret_cast<QRgb *>(image.scanLine(y)), greys.data(), width);
-    }
+    uchar *bits = image.bits();
+    const qsizetype bytesPerLine = image.bytesPerLine();
+    parallelBands(image.height(), RowGrain, [&](int first, int end) {
+        std::vector<unsigned char> greys(width);
+        for (int y = first; y < end; ++y) {
+            const unsigned char *row = edges + qsizetype(y) * width;
+            for (int x = 0; x < width; ++x)
+                greys[x] = greyOfEdge[row[x]];
+            multiplyRow<Channel>(reinterpret_cast<QRgb *>(bits + y * bytesPerLine), greys.data(),
+                                 width);
+        }
+    });
 }
 
 } // namespace

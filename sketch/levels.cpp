@@ -1,6 +1,7 @@
 #include "levels.h"
 
 #include "colour.h"
+#include "parallel.h"
 
 #include <cmath>
 #include <cstdlib>
@@ -28,6 +29,9 @@ int testw(int a, int b)
 
 namespace {
 
+// Rows per band at the least: a table look-up per pixel is quick.
+constexpr int RowGrain = 64;
+
 // Replaces every pixel by table[red channel]. Direct access for the 32-bit
 // formats; any other format goes through pixel() and setPixel().
 void mapRedChannel(QImage &image, const QRgb *table)
@@ -35,11 +39,15 @@ void mapRedChannel(QImage &image, const QRgb *table)
     const int width = image.width();
     const int height = image.height();
     if (image.format() == QImage::Format_RGB32 || image.format() == QImage::Format_ARGB32) {
-        for (int y = 0; y < height; ++y) {
-            auto *line = reinterpret_cast<QRgb *>(image.scanLine(y));
-            for (int x = 0; x < width; ++x)
-                line[x] = table[qRed(line[x])];
-        }
+        uchar *bits = image.bits();
+        const qsizetype bytesPerLine = image.bytesPerLine();
+        parallelBands(height, RowGrain, [&](int first, int end) {
+            for (int y = first; y < end; ++y) {
+                auto *line = reinterpret_cast<QRgb *>(bits + y * bytesPerLine);
+                for (int x = 0; x < width; ++x)
+                    line[x] = table[qRed(line[x])];
+            }
+        });
         return;
     }
     for (int x = 0; x < width; ++x) {
@@ -86,7 +94,8 @@ void contrastimg(QImage &image, int strength)
     mapRedChannel(image, table);
 }
 
-void penLevels(QImage &layer, const unsigned char *edges, int black, int white)
+void penLevels(QImage &layer, const unsigned char *edges, int black, int white,
+               const std::function<void(int)> &rowsDone)
 {
     const int width = layer.width();
     const int height = layer.height();
@@ -97,10 +106,15 @@ void penLevels(QImage &layer, const unsigned char *edges, int black, int white)
         table[e] = level(255 - e, black, white);
     const qsizetype stride = layer.bytesPerLine() / 4;
     auto *bits = reinterpret_cast<QRgb *>(layer.bits());
-    for (int y = 0; y < height; ++y) {
-        const unsigned char *row = edges + qsizetype(y) * width;
-        QRgb *line = bits + y * stride;
-        for (int x = 0; x < width; ++x)
-            line[x] = table[row[x]];
-    }
+    parallelBands(
+            height, RowGrain,
+            [&](int first, int end) {
+                for (int y = first; y < end; ++y) {
+                    const unsigned char *row = edges + qsizetype(y) * width;
+                    QRgb *line = bits + y * stride;
+                    for (int x = 0; x < width; ++x)
+                        line[x] = table[row[x]];
+                }
+            },
+            rowsDone);
 }

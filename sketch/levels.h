@@ -2,6 +2,8 @@
 
 #include <QImage>
 
+#include <functional>
+
 // Tone mapping of one grey value: black at or below `black`, white above
 // `white`, a linear stretch between.
 QRgb level(int v, int black, int white);
@@ -17,5 +19,7 @@ void contrastimg(QImage &image, int strength);
 int testw(int a, int b);
 
 // The contour layer: every pixel of `layer` (32-bit, the edge map's size)
-// becomes level(255 - edge, black, white).
-void penLevels(QImage &layer, const unsigned char *edges, int black, int white);
+// becomes level(255 - edge, black, white). `rowsDone`, when given, is told
+// how many rows from the top are done, as parallelBands() reports them.
+void penLevels(QImage &layer, const unsigned char *edges, int black, int white,
+               const std::function<void(int)> &rowsDone = {});

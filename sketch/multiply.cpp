@@ -1,6 +1,17 @@
 #include "multiply.h"
 
+#include "parallel.h"
+
 #include <QPainter>
+
+#include <atomic>
+
+namespace {
+
+// Rows per band at the least.
+constexpr int RowGrain = 64;
+
+} // namespace
 
 bool isOpaque32(const QImage &image)
 {
@@ -8,14 +19,21 @@ bool isOpaque32(const QImage &image)
         return true;
     if (image.format() != QImage::Format_ARGB32)
         return false;
-    for (int y = 0; y < image.height(); ++y) {
-        const auto *line = reinterpret_cast<const QRgb *>(image.constScanLine(y));
-        for (int x = 0; x < image.width(); ++x) {
-            if (qAlpha(line[x]) != 255)
-                return false;
+    const uchar *bits = image.constBits();
+    const qsizetype bytesPerLine = image.bytesPerLine();
+    const int width = image.width();
+    std::atomic<bool> opaque {true};
+    parallelBands(image.height(), RowGrain, [&](int first, int end) {
+        for (int y = first; y < end && opaque.load(std::memory_order_relaxed); ++y) {
+            const auto *line = reinterpret_cast<const QRgb *>(bits + y * bytesPerLine);
+            QRgb all = 0xFF000000u;
+            for (int x = 0; x < width; ++x)
+                all &= line[x];
+            if (all < 0xFF000000u)
+                opaque.store(false, std::memory_order_relaxed);
         }
-    }
-    return true;
+    });
+    return opaque.load(std::memory_order_relaxed);
 }
 
 namespace {
@@ -23,14 +41,21 @@ namespace {
 template<int (*Channel)(int, int)>
 void multiplyOpaque(QImage &destination, const QImage &layer)
 {
-    for (int y = 0; y < destination.height(); ++y) {
-        auto *d = reinterpret_cast<QRgb *>(destination.scanLine(y));
-        const auto *s = reinterpret_cast<const QRgb *>(layer.constScanLine(y));
-        for (int x = 0; x < destination.width(); ++x) {
-            d[x] = qRgb(Channel(qRed(d[x]), qRed(s[x])), Channel(qGreen(d[x]), qGreen(s[x])),
-                        Channel(qBlue(d[x]), qBlue(s[x])));
+    uchar *to = destination.bits();
+    const qsizetype toBytesPerLine = destination.bytesPerLine();
+    const uchar *from = layer.constBits();
+    const qsizetype fromBytesPerLine = layer.bytesPerLine();
+    const int width = destination.width();
+    parallelBands(destination.height(), RowGrain, [&](int first, int end) {
+        for (int y = first; y < end; ++y) {
+            auto *d = reinterpret_cast<QRgb *>(to + y * toBytesPerLine);
+            const auto *s = reinterpret_cast<const QRgb *>(from + y * fromBytesPerLine);
+            for (int x = 0; x < width; ++x) {
+                d[x] = qRgb(Channel(qRed(d[x]), qRed(s[x])), Channel(qGreen(d[x]), qGreen(s[x])),
+                            Channel(qBlue(d[x]), qBlue(s[x])));
+            }
         }
-    }
+    });
 }
 
 } // namespace

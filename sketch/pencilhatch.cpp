@@ -3,6 +3,7 @@
 #include "colour.h"
 #include "imagebuffer.h"
 #include "levels.h"
+#include "parallel.h"
 #include "stagetimer.h"
 #include "strokeplan.h"
 #include "workingformat.h"
@@ -23,6 +24,9 @@
 
 namespace {
 
+// Rows per band at the least.
+constexpr int RowGrain = 32;
+
 // Lightness tone of every pixel, truncate(L * 2.5) (0..250), row-major.
 // Reports and yields once per column, spread over the rows.
 std::vector<unsigned char> toneBuffer(const QImage &source, const Progress &progress)
@@ -36,13 +40,19 @@ std::vector<unsigned char> toneBuffer(const QImage &source, const Progress &prog
     const LightnessTable &table = LightnessTable::instance();
     ColumnProgress columns(progress, 0, 60, width);
     columns.setYieldEachColumn(true);
-    for (int y = 0; y < height; ++y) {
-        const auto *line = reinterpret_cast<const QRgb *>(source.constScanLine(y));
-        unsigned char *row = tone.data() + qsizetype(y) * width;
-        for (int x = 0; x < width; ++x)
-            row[x] = toneOfLightness[table.lightness(line[x])];
-        columns.advance(y + 1, height);
-    }
+    const uchar *bits = source.constBits();
+    const qsizetype bytesPerLine = source.bytesPerLine();
+    parallelBands(
+            height, RowGrain,
+            [&](int first, int end) {
+                for (int y = first; y < end; ++y) {
+                    const auto *line = reinterpret_cast<const QRgb *>(bits + y * bytesPerLine);
+                    unsigned char *row = tone.data() + qsizetype(y) * width;
+                    for (int x = 0; x < width; ++x)
+                        row[x] = toneOfLightness[table.lightness(line[x])];
+                }
+            },
+            columns.bandProgress(height));
     columns.finish();
     return tone;
 }
@@ -74,18 +84,21 @@ private:
     QRgb m_grey[StrokePlan::Kinds][256] = {};
 };
 
-// Writes the hatching: each pixel takes the grey of the last stroke that
-// reaches it, or the source colour (as ARGB32) when none does.
-void paint(const QImage &source, const unsigned char *tone, const StrokePlan &plan, QImage &result)
+// Writes the rows first .. end - 1 of the hatching: each pixel takes the
+// grey of the last stroke that reaches it, or the source colour (as ARGB32)
+// when none does.
+void paintRows(const QImage &source, const unsigned char *tone, const StrokePlan &plan,
+               uchar *result, qsizetype resultBytesPerLine, int first, int end)
 {
     static const StrokeGreys greys;
     const int width = source.width();
-    const int height = source.height();
+    const uchar *bits = source.constBits();
+    const qsizetype bytesPerLine = source.bytesPerLine();
     const QRgb opaque = source.format() == QImage::Format_RGB32 ? 0xFF000000u : 0u;
     const int period = plan.period();
-    for (int y = 0; y < height; ++y) {
-        const auto *from = reinterpret_cast<const QRgb *>(source.constScanLine(y));
-        auto *to = reinterpret_cast<QRgb *>(result.scanLine(y));
+    for (int y = first; y < end; ++y) {
+        const auto *from = reinterpret_cast<const QRgb *>(bits + y * bytesPerLine);
+        auto *to = reinterpret_cast<QRgb *>(result + y * resultBytesPerLine);
         const unsigned char *kinds = plan.row(y);
         int phase = width % period;
         for (int x = 0; x < width; ++x) {
@@ -100,6 +113,15 @@ void paint(const QImage &source, const unsigned char *tone, const StrokePlan &pl
                 phase = 0;
         }
     }
+}
+
+void paint(const QImage &source, const unsigned char *tone, const StrokePlan &plan, QImage &result)
+{
+    uchar *bits = result.bits();
+    const qsizetype bytesPerLine = result.bytesPerLine();
+    parallelBands(source.height(), RowGrain, [&](int first, int end) {
+        paintRows(source, tone, plan, bits, bytesPerLine, first, end);
+    });
 }
 
 } // namespace

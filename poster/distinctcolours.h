@@ -15,6 +15,9 @@
 // An opaque picture has at most 2^24 values: a bitmap tells which were seen
 // and a table of 2^24 bytes holds their clusters, a single look-up each.
 // Small pictures and pictures with transparency go through a hash table.
+//
+// Bands of columns are scanned side by side, each listing the values it
+// meets first; the lists, taken in the bands' order, give the numbers.
 class DistinctColours
 {
 public:
@@ -42,11 +45,9 @@ public:
 
 private:
     void collect(const QImage &image);
-    void insertAll(const QRgb *colours, int count);
 
     bool m_opaque;
     FlatIndex m_index;
-    LargeArray<quint64> m_seen;
     LargeArray<quint8> m_clusters;
     std::vector<QRgb> m_colours;
 };

@@ -6,6 +6,7 @@
 #include "labconvert.h"
 #include "labsamples.h"
 #include "lloyd.h"
+#include "parallel.h"
 #include "smartcentres.h"
 #include "stagetimer.h"
 #include "workingformat.h"
@@ -20,6 +21,9 @@ Q_LOGGING_CATEGORY(lcPoster, "kestrova.poster", QtInfoMsg)
 namespace {
 
 constexpr int MaxPasses = 1000;
+// Colours and rows per band at the least.
+constexpr int ColourGrain = 4096;
+constexpr int RowGrain = 32;
 
 LabSamples labSamples(const std::vector<QRgb> &colours)
 {
@@ -27,34 +31,51 @@ LabSamples labSamples(const std::vector<QRgb> &colours)
     samples.l.resize(colours.size());
     samples.a.resize(colours.size());
     samples.b.resize(colours.size());
-    rgbtolabMany(colours.data(), colours.size(), samples.l.data(), samples.a.data(),
-                 samples.b.data());
+    parallelBands(int(colours.size()), ColourGrain, [&](int first, int end) {
+        rgbtolabMany(colours.data() + first, size_t(end - first), samples.l.data() + first,
+                     samples.a.data() + first, samples.b.data() + first);
+    });
     return samples;
 }
 
-// Every pixel takes the palette colour of its value's cluster: the value's
-// number in `distinct`. A row's look-ups are prefetched a batch at a time.
-// Reports the painting's column values.
-void paint(const QImage &source, const DistinctColours &distinct, const QList<QRgb> &palette,
-           QImage &result, const Progress &progress)
+// Every pixel of the rows first .. end - 1 takes the palette colour of its
+// value's cluster: the value's number in `distinct`. A row's look-ups are
+// prefetched a batch at a time.
+void paintRows(const QImage &source, const DistinctColours &distinct, const QList<QRgb> &palette,
+               uchar *result, qsizetype resultBytesPerLine, int first, int end)
 {
     constexpr int Batch = 32;
     const int width = source.width();
-    const int height = source.height();
+    const uchar *bits = source.constBits();
+    const qsizetype bytesPerLine = source.bytesPerLine();
     const QRgb opaque = source.format() == QImage::Format_RGB32 ? 0xFF000000u : 0u;
-    ColumnProgress columns(progress, 50, 35, width);
-    for (int y = 0; y < height; ++y) {
-        const auto *from = reinterpret_cast<const QRgb *>(source.constScanLine(y));
-        auto *to = reinterpret_cast<QRgb *>(result.scanLine(y));
+    for (int y = first; y < end; ++y) {
+        const auto *from = reinterpret_cast<const QRgb *>(bits + y * bytesPerLine);
+        auto *to = reinterpret_cast<QRgb *>(result + y * resultBytesPerLine);
         for (int left = 0; left < width; left += Batch) {
-            const int end = std::min(width, left + Batch);
-            for (int x = left; x < end; ++x)
+            const int right = std::min(width, left + Batch);
+            for (int x = left; x < right; ++x)
                 distinct.prefetch(from[x] | opaque);
-            for (int x = left; x < end; ++x)
+            for (int x = left; x < right; ++x)
                 to[x] = palette.at(distinct.clusterOf(from[x] | opaque));
         }
-        columns.advance(y + 1, height);
     }
+}
+
+// Paints the whole result in bands of rows; reports the painting's column
+// values.
+void paint(const QImage &source, const DistinctColours &distinct, const QList<QRgb> &palette,
+           QImage &result, const Progress &progress)
+{
+    ColumnProgress columns(progress, 50, 35, source.width());
+    uchar *bits = result.bits();
+    const qsizetype bytesPerLine = result.bytesPerLine();
+    parallelBands(
+            source.height(), RowGrain,
+            [&](int first, int end) {
+                paintRows(source, distinct, palette, bits, bytesPerLine, first, end);
+            },
+            columns.bandProgress(source.height()));
     columns.finish();
 }
 

@@ -2,6 +2,7 @@
 
 #include "imagefiles.h"
 #include "lineart.h"
+#include "parallel.h"
 #include "stop.h"
 #include "warnings.h"
 
@@ -48,6 +49,8 @@ FileOutcome FileRunner::run(const FileJob &job, int slot)
 void FileRunner::process(const FileJob &job, int slot, FileOutcome &outcome)
 {
     throwIfStopped();
+    // The conversion after reading and the drawing share this file's threads.
+    const ThreadBudget budget(m_commandLine.coreThreads);
     if (skips(job)) {
         outcome.status = FileOutcome::Skipped;
         return;

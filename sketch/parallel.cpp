@@ -26,20 +26,23 @@ thread_local bool t_sharing = false;
 constexpr int BandsPerThread = 4;
 constexpr int FewestBandsAimedAt = 64;
 
+// `count` bands of nearly equal size over `items` items: band i covers
+// begin(i) .. begin(i + 1) - 1.
 struct BandLayout
 {
-    int size;
+    int items;
     int count;
+
+    int begin(int band) const { return int(qint64(band) * items / count); }
 };
 
-BandLayout layoutOf(int count, int grain, int threads, bool reporting)
+BandLayout layoutOf(int items, int grain, int threads, bool reporting)
 {
-    const int largest = std::max(1, count / std::max(1, grain));
+    const int most = std::max(1, items / std::max(1, grain));
     int bands = 1;
     if (threads > 1 || reporting)
-        bands = std::min(largest, std::max(FewestBandsAimedAt, BandsPerThread * threads));
-    const int size = int((qint64(count) + bands - 1) / bands);
-    return {size, int((qint64(count) + size - 1) / size)};
+        bands = std::min(most, std::max(FewestBandsAimedAt, BandsPerThread * threads));
+    return {items, bands};
 }
 
 // One call's bands. They are handed out in order through an atomic
@@ -47,9 +50,8 @@ BandLayout layoutOf(int count, int grain, int threads, bool reporting)
 class BandJob
 {
 public:
-    BandJob(int count, BandLayout layout, int helpers, const std::function<void(int, int)> &work)
+    BandJob(BandLayout layout, int helpers, const std::function<void(int, int)> &work)
         : helpersWanted(helpers)
-        , m_count(count)
         , m_layout(layout)
         , m_work(work)
         , m_finished(size_t(layout.count), 0)
@@ -74,10 +76,9 @@ public:
     // mutex, which is not held on entry or exit.
     void run(int band, std::unique_lock<std::mutex> &lock)
     {
-        const int first = band * m_layout.size;
         std::exception_ptr error;
         try {
-            m_work(first, std::min(m_count, first + m_layout.size));
+            m_work(m_layout.begin(band), m_layout.begin(band + 1));
         } catch (...) {
             error = std::current_exception();
         }
@@ -103,10 +104,7 @@ public:
     bool failed() const { return bool(m_failure); }
     std::exception_ptr failure() const { return m_failure; }
     // The items of the finished bands 0 .. n - 1.
-    int finishedItems() const
-    {
-        return int(std::min(qint64(m_count), qint64(m_prefix) * m_layout.size));
-    }
+    int finishedItems() const { return m_layout.begin(m_prefix); }
     bool allFinished() const { return m_prefix == m_layout.count; }
 
     const int helpersWanted;
@@ -115,7 +113,6 @@ public:
     std::condition_variable changed;
 
 private:
-    const int m_count;
     const BandLayout m_layout;
     const std::function<void(int, int)> &m_work;
     std::atomic<int> m_next {0};
@@ -254,14 +251,13 @@ void Pool::run(BandJob &job, const std::function<void(int)> &progress)
         std::rethrow_exception(failure);
 }
 
-void runHere(int count, BandLayout layout, const std::function<void(int, int)> &work,
+void runHere(BandLayout layout, const std::function<void(int, int)> &work,
              const std::function<void(int)> &progress)
 {
-    for (int first = 0; first < count; first += layout.size) {
-        const int end = std::min(count, first + layout.size);
-        work(first, end);
+    for (int band = 0; band < layout.count; ++band) {
+        work(layout.begin(band), layout.begin(band + 1));
         if (progress)
-            progress(end);
+            progress(layout.begin(band + 1));
     }
 }
 
@@ -300,7 +296,7 @@ void parallelBands(int count, int grain, const std::function<void(int first, int
             ? pool().reserve(std::min(threads, layout.count) - 1)
             : 0;
     if (helpers == 0) {
-        runHere(count, layout, work, progress);
+        runHere(layout, work, progress);
         return;
     }
     // Calls made while this one shares out its bands run on their thread.
@@ -309,6 +305,6 @@ void parallelBands(int count, int grain, const std::function<void(int first, int
         Sharing() { t_sharing = true; }
         ~Sharing() { t_sharing = false; }
     } sharing;
-    BandJob job(count, layout, helpers, work);
+    BandJob job(layout, helpers, work);
     pool().run(job, progress);
 }

@@ -107,8 +107,10 @@ void addOptions(QCommandLineParser &parser)
                             "of memory (default: one per processor core)."),
              QStringLiteral("N")},
             {QStringLiteral("threads"),
-             QStringLiteral("Threads the work on each file may use (default: the processor "
-                            "cores shared among the files drawn at once)."),
+             QStringLiteral("Threads the work on each file may use: the conversion of the "
+                            "picture read, the drawing and the PNG writer's bands; the file is "
+                            "the same for any number (default: the processor cores shared "
+                            "among the files drawn at once)."),
              QStringLiteral("N")},
             {QStringLiteral("skip-existing"),
              QStringLiteral("Leave every drawing that already exists untouched; the summary "

@@ -1,5 +1,6 @@
 #include "distinctcolours.h"
 
+#include "multiply.h"
 #include "parallel.h"
 
 #include <algorithm>
@@ -13,6 +14,8 @@ namespace {
 constexpr int Strip = 64;
 // Strips per band at the least.
 constexpr int StripGrain = 2;
+// Colours per band at the least.
+constexpr int ColourGrain = 4096;
 // Look-ups are prefetched this many at a time.
 constexpr int Batch = 32;
 
@@ -21,19 +24,7 @@ constexpr qint64 TablePixels = qint64(1) << 16;
 
 bool isOpaque(const QImage &image)
 {
-    if (qint64(image.width()) * image.height() < TablePixels)
-        return false;
-    if (image.format() == QImage::Format_RGB32)
-        return true;
-    for (int y = 0; y < image.height(); ++y) {
-        const auto *line = reinterpret_cast<const QRgb *>(image.constScanLine(y));
-        QRgb all = 0xFF000000u;
-        for (int x = 0; x < image.width(); ++x)
-            all &= line[x];
-        if (all < 0xFF000000u)
-            return false;
-    }
-    return true;
+    return qint64(image.width()) * image.height() >= TablePixels && isOpaque32(image);
 }
 
 constexpr size_t RgbValues = size_t(1) << 24;
@@ -203,8 +194,11 @@ DistinctColours::DistinctColours(const QImage &image)
 void DistinctColours::setClusters(const std::vector<quint8> &clusters)
 {
     if (m_opaque) {
-        for (size_t i = 0; i < m_colours.size(); ++i)
-            m_clusters[m_colours[i] & 0xFFFFFF] = clusters[i];
+        // Every value has a place of its own in the table.
+        parallelBands(size(), ColourGrain, [&](int first, int end) {
+            for (int i = first; i < end; ++i)
+                m_clusters[m_colours[size_t(i)] & 0xFFFFFF] = clusters[size_t(i)];
+        });
         return;
     }
     m_index.remap(std::vector<quint32>(clusters.begin(), clusters.end()));

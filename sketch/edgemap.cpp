@@ -3,6 +3,7 @@
 #include "blur.h"
 #include "blurrows.h"
 #include "colour.h"
+#include "largearray.h"
 #include "parallel.h"
 #include "stagetimer.h"
 #include "workingformat.h"
@@ -211,7 +212,9 @@ void labsobellight2(const QImage &picture, unsigned char *edges, const Progress 
         return;
     }
     StageTimer timer("labsobellight2");
-    std::vector<unsigned char> lightness(size_t(width) * size_t(height));
+    // Every byte is written by the bands, which touch their own pages first.
+    LargeArray<unsigned char> lightness(size_t(width) * size_t(height),
+                                        LargeArray<unsigned char>::Uninitialized);
     LightnessProgress lightnessProgress(progress, width);
     if (width > 2 * BlurHalf && height > 2 * BlurHalf)
         lightnessOfBlurred(image, lightness.data(), lightnessProgress);

@@ -2,6 +2,7 @@
 
 #include "colour.h"
 #include "imagebuffer.h"
+#include "largearray.h"
 #include "levels.h"
 #include "parallel.h"
 #include "stagetimer.h"
@@ -29,11 +30,13 @@ constexpr int RowGrain = 32;
 
 // Lightness tone of every pixel, truncate(L * 2.5) (0..250), row-major.
 // Reports and yields once per column, spread over the rows.
-std::vector<unsigned char> toneBuffer(const QImage &source, const Progress &progress)
+LargeArray<unsigned char> toneBuffer(const QImage &source, const Progress &progress)
 {
     const int width = source.width();
     const int height = source.height();
-    std::vector<unsigned char> tone(size_t(width) * size_t(height));
+    // Every byte is written by the bands, which touch their own pages first.
+    LargeArray<unsigned char> tone(size_t(width) * size_t(height),
+                                   LargeArray<unsigned char>::Uninitialized);
     unsigned char toneOfLightness[101];
     for (int L = 0; L <= 100; ++L)
         toneOfLightness[L] = static_cast<unsigned char>(int(L * 2.5));
@@ -136,7 +139,7 @@ QImage pencilhatch(QImage source, int minColour, int maxColour, int density, int
     // `source` is this call's own copy: events processed below may replace
     // the caller's picture without touching it.
     source = toWorkingFormat(source);
-    const std::vector<unsigned char> tone = toneBuffer(source, progress);
+    const LargeArray<unsigned char> tone = toneBuffer(source, progress);
     timer.stage("tone buffer");
     QImage result = newImage(source, QImage::Format_ARGB32);
     if (source.width() > 0 && source.height() > 0) {

@@ -6,8 +6,10 @@
 #include "coloursketch.h"
 #include "edgemap.h"
 #include "effect.h"
+#include "parallel.h"
 #include "pngwriter.h"
 #include "segmentor.h"
+#include "threadsbench.h"
 
 #include <QBuffer>
 #include <QElapsedTimer>
@@ -20,6 +22,7 @@
 #include <cstring>
 #include <ctime>
 #include <functional>
+#include <memory>
 #include <vector>
 
 namespace {
@@ -63,8 +66,11 @@ int usage()
             "       kestrova-bench merge PICTURE|WIDTHxHEIGHT [REPEAT [THRESHOLD [BRUSH]]]\n"
             "       kestrova-bench photo PICTURE WIDTHxHEIGHT OUT.jpg\n"
             "       kestrova-bench write PICTURE|WIDTHxHEIGHT [REPEAT]\n"
+            "       kestrova-bench threads PICTURE|WIDTHxHEIGHT [REPEAT]\n"
             "EFFECT is one of kestrova-cli's effects, at its defaults unless SETTING=N\n"
-            "(an option of the effect, e.g. colors=8) says otherwise.\n");
+            "(an option of the effect, e.g. colors=8) says otherwise.\n"
+            "KESTROVA_BENCH_THREADS=N: the threads the operations may use (default: every "
+            "core)\n");
     return 2;
 }
 
@@ -297,6 +303,10 @@ int main(int argc, char *argv[])
         return makePhoto(argc, argv);
     // The operations log the time of each of their stages.
     QLoggingCategory::setFilterRules("kestrova.timing.debug=true");
+    std::unique_ptr<ThreadBudget> budget;
+    if (qEnvironmentVariableIsSet("KESTROVA_BENCH_THREADS"))
+        budget = std::make_unique<ThreadBudget>(
+                qEnvironmentVariableIntValue("KESTROVA_BENCH_THREADS"));
     const int repeat = argc > 3 ? atoi(argv[3]) : 5;
     QImage image;
     int width = 0, height = 0;
@@ -310,10 +320,13 @@ int main(int argc, char *argv[])
     }
     if (image.format() != QImage::Format_RGB32 && image.format() != QImage::Format_ARGB32)
         image = image.convertToFormat(QImage::Format_ARGB32);
-    printf("%s, %dx%d (%.1f MP)\n", operation, image.width(), image.height(),
-           image.width() * double(image.height()) / 1e6);
+    printf("%s, %dx%d (%.1f MP), %d thread%s\n", operation, image.width(), image.height(),
+           image.width() * double(image.height()) / 1e6, threadBudget(),
+           threadBudget() > 1 ? "s" : "");
     if (!strcmp(operation, "write"))
         return timeAllWrites(image, repeat);
+    if (!strcmp(operation, "threads"))
+        return timeThreads(image, repeat);
     if (!strcmp(operation, "edges")) {
         std::vector<unsigned char> edges(size_t(image.width()) * image.height());
         printf("edge map: %.1f ms\n",

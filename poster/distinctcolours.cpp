@@ -12,10 +12,10 @@ namespace {
 // Columns are read a strip at a time: the strip is copied row by row, which
 // reads the picture in memory order, and then walked column by column.
 constexpr int Strip = 64;
-// Strips per band at the least.
-constexpr int StripGrain = 2;
-// Colours per band at the least.
-constexpr int ColourGrain = 4096;
+// Pixels and colours per band at the least: well above what handing a band
+// to another thread costs.
+constexpr qint64 BandPixels = qint64(1) << 15;
+constexpr int ColourGrain = 16384;
 // Look-ups are prefetched this many at a time.
 constexpr int Batch = 32;
 
@@ -210,7 +210,8 @@ void DistinctColours::collect(const QImage &image)
     // Each band's list, filed under its first strip.
     std::vector<std::vector<QRgb>> found(size_t(std::max(strips, 1)));
     SetPool sets(m_opaque);
-    parallelBands(strips, StripGrain, [&](int first, int end) {
+    const int grain = int(std::max<qint64>(1, BandPixels / (qint64(Strip) * image.height())));
+    parallelBands(strips, grain, [&](int first, int end) {
         std::unique_ptr<ColourSet> set = sets.take(first);
         scanStrips(image, first, end, *set, found[size_t(first)]);
         sets.give(std::move(set), first);

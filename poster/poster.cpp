@@ -21,9 +21,10 @@ Q_LOGGING_CATEGORY(lcPoster, "kestrova.poster", QtInfoMsg)
 namespace {
 
 constexpr int MaxPasses = 1000;
-// Colours and rows per band at the least.
+// Colours and pixels per band at the least: well above what handing a band
+// to another thread costs.
 constexpr int ColourGrain = 4096;
-constexpr int RowGrain = 32;
+constexpr qint64 BandPixels = qint64(1) << 15;
 
 LabSamples labSamples(const std::vector<QRgb> &colours)
 {
@@ -71,7 +72,7 @@ void paint(const QImage &source, const DistinctColours &distinct, const QList<QR
     uchar *bits = result.bits();
     const qsizetype bytesPerLine = result.bytesPerLine();
     parallelBands(
-            source.height(), RowGrain,
+            source.height(), rowsOf(BandPixels, source.width()),
             [&](int first, int end) {
                 paintRows(source, distinct, palette, bits, bytesPerLine, first, end);
             },

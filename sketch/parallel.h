@@ -1,5 +1,9 @@
 #pragma once
 
+#include <QtGlobal>
+
+#include <algorithm>
+#include <climits>
 #include <functional>
 
 // The threads the per-pixel loops share: one pool for the whole process,
@@ -26,6 +30,13 @@ public:
 private:
     int m_previous;
 };
+
+// The grain of a loop over rows of `width` pixels whose cost goes by the
+// pixel: enough rows for `pixels` pixels, at least one.
+inline int rowsOf(qint64 pixels, int width)
+{
+    return int(std::clamp<qint64>(pixels / std::max(width, 1), 1, INT_MAX));
+}
 
 // Runs work(first, end) over consecutive bands that cover 0 .. count - 1, on
 // up to threadBudget() threads: the pool's workers and the calling thread,

@@ -25,8 +25,9 @@
 
 namespace {
 
-// Rows per band at the least.
-constexpr int RowGrain = 32;
+// Pixels per band at the least: well above what handing a band to
+// another thread costs.
+constexpr qint64 BandPixels = qint64(1) << 15;
 
 // Lightness tone of every pixel, truncate(L * 2.5) (0..250), row-major.
 // Reports and yields once per column, spread over the rows.
@@ -46,7 +47,7 @@ LargeArray<unsigned char> toneBuffer(const QImage &source, const Progress &progr
     const uchar *bits = source.constBits();
     const qsizetype bytesPerLine = source.bytesPerLine();
     parallelBands(
-            height, RowGrain,
+            height, rowsOf(BandPixels, width),
             [&](int first, int end) {
                 for (int y = first; y < end; ++y) {
                     const auto *line = reinterpret_cast<const QRgb *>(bits + y * bytesPerLine);
@@ -122,7 +123,7 @@ void paint(const QImage &source, const unsigned char *tone, const StrokePlan &pl
 {
     uchar *bits = result.bits();
     const qsizetype bytesPerLine = result.bytesPerLine();
-    parallelBands(source.height(), RowGrain, [&](int first, int end) {
+    parallelBands(source.height(), rowsOf(BandPixels, source.width()), [&](int first, int end) {
         paintRows(source, tone, plan, bits, bytesPerLine, first, end);
     });
 }

@@ -317,8 +317,10 @@ void TestThreads::penSketch()
                                       {picture, picture.convertToFormat(QImage::Format_ARGB32),
                                        picture.convertToFormat(QImage::Format_Indexed8)})) {
         KESTROVA_SAME_IN_EVERY_MODE(([&](Outcome &outcome, const Progress &progress) {
-            outcome.pictures.push_back(pensketch(source, edges.data(), 150, 255, progress));
-            outcome.pictures.push_back(pensketch(source, edges.data(), 30, 200, progress));
+            outcome.pictures.push_back(
+                    pensketch(source, edges.data(), PenSettings {150, 255}, progress));
+            outcome.pictures.push_back(
+                    pensketch(source, edges.data(), PenSettings {30, 200}, progress));
         }));
     }
 }
@@ -375,7 +377,7 @@ void TestThreads::pencilSketch()
         KESTROVA_SAME_IN_EVERY_MODE(([&](Outcome &outcome, const Progress &progress) {
             PencilSettings settings;
             settings.density = density;
-            settings.contours = density != 7;
+            settings.contours.on = density != 7;
             RandomSequence random(density * 1000 + 1);
             QImage hatch, pen;
             outcome.pictures.push_back(::pencilSketch(picture, edges.data(), settings, random,
@@ -408,9 +410,7 @@ void TestThreads::poster()
             PosterTrace trace;
             outcome.lines = debugLinesOf("kestrova.poster", [&] {
                 QImage plain = Poster(picture, 6, random, progress, &trace);
-                QImage withContours = plain;
-                layPosterContours(withContours, edges.data(), 200, 255);
-                outcome.pictures = {plain, withContours};
+                outcome.pictures = {plain, withContours(plain, edges.data(), ContourSettings())};
             });
             outcome.randomState = random.state();
             outcome.lines << QString::number(trace.distinctColours)
@@ -469,7 +469,7 @@ void TestThreads::stopFromProgressInTheMiddleOfAStage()
                    return map;
                },
                [&](const Progress &progress) {
-                   return pensketch(picture, edges.data(), 150, 255, progress);
+                   return pensketch(picture, edges.data(), PenSettings(), progress);
                },
                [&](const Progress &progress) {
                    RandomSequence random;
@@ -516,7 +516,7 @@ void TestThreads::stageInsideAYield()
     const std::vector<unsigned char> edges = edgeMapOf(picture);
     const QImage other = blockyPicture(300, 200, 42);
     const std::vector<unsigned char> otherEdges = edgeMapOf(other);
-    const QImage expectedInner = pensketch(other, otherEdges.data(), 150, 255);
+    const QImage expectedInner = pensketch(other, otherEdges.data(), PenSettings());
     RandomSequence expectedRandom;
     const QImage expectedOuter
             = ::pencilSketch(picture, edges.data(), PencilSettings(), expectedRandom);
@@ -525,7 +525,7 @@ void TestThreads::stageInsideAYield()
         int inner = 0;
         Progress yielding;
         yielding.processEvents = [&] {
-            const QImage sketch = pensketch(other, otherEdges.data(), 150, 255);
+            const QImage sketch = pensketch(other, otherEdges.data(), PenSettings());
             if (pictureDifference(sketch, expectedInner).isEmpty())
                 ++inner;
         };

@@ -73,6 +73,17 @@ public:
     }
     void finish() { advanceTo(m_end); }
 
+    // Whether advancing reports or yields anything.
+    bool reports() const { return m_progress.setValue || m_yield; }
+    // For parallelBands(): advances by `finished` of `total` units, or is
+    // empty when nothing would be reported.
+    std::function<void(int)> bandProgress(qint64 total)
+    {
+        if (!reports())
+            return {};
+        return [this, total](int finished) { advance(finished, total); };
+    }
+
 private:
     const Progress &m_progress;
     int m_base;

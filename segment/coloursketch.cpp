@@ -1,5 +1,6 @@
 #include "coloursketch.h"
 
+#include "levelpictures.h"
 #include "segmentlog.h"
 #include "segmentor.h"
 #include "stagetimer.h"
@@ -29,6 +30,7 @@ ColourSketch::ColourSketch(const QImage &source, int threshold, int brush,
     StageTimer timer("colour sketch");
     const QImage working = colourSketchWorkingPicture(toWorkingFormat(source));
     m_workingSize = working.size();
+    m_working = working;
     m_segmentor = std::make_unique<CSegmentor>(working, brush);
     m_segmentor->setYield(yield);
     timer.stage("segmenter");
@@ -39,9 +41,21 @@ ColourSketch::~ColourSketch() = default;
 bool ColourSketch::nextLevel()
 {
     const bool level = m_segmentor->Next(m_threshold);
-    if (level)
+    // The level pictures checkpoint once they have read what changed.
+    if (level && !m_levels)
         m_segmentor->checkpoint();
     return level;
+}
+
+void ColourSketch::showEveryLevel()
+{
+    m_levels = std::make_unique<LevelPictures>(m_working, m_width);
+    m_segmentor->setJournaling(true);
+}
+
+QImage ColourSketch::levelPicture()
+{
+    return m_levels->picture(*m_segmentor);
 }
 
 void ColourSketch::keepOnlyTheLastLevel()
@@ -78,7 +92,9 @@ QImage colourSketch(const QImage &source, int threshold, int brush, const Progre
         observer.started();
     // Without a picture to show at every level, only the last is made.
     const bool everyLevel = bool(observer.level);
-    if (!everyLevel)
+    if (everyLevel)
+        sketch.showEveryLevel();
+    else
         sketch.keepOnlyTheLastLevel();
     QImage result;
     bool reached = false;
@@ -86,7 +102,7 @@ QImage colourSketch(const QImage &source, int threshold, int brush, const Progre
         qCDebug(lcSegment) << "Next returned";
         reached = true;
         if (everyLevel) {
-            result = sketch.picture();
+            result = sketch.levelPicture();
             observer.level(result);
         }
         progress.yield();

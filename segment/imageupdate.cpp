@@ -99,8 +99,11 @@ void CSegmentor::paintRegions(QImage &image, bool whole, ChangeMap &changed)
 }
 
 // The columns left .. left + Strip - 1 are resolved column by column, in
-// cluster order, and written row by row when any of them changed. Says
-// whether any pixel was painted.
+// cluster order, and written row by row when any of them changed. A pixel's
+// region is where the chain of eaters from the region it was painted with
+// ends (from its eater, the first time): pixels one below the other mostly
+// share that start, and then their region. Says whether any pixel was
+// painted.
 bool CSegmentor::paintStrip(uchar *bits, qsizetype stride, bool whole, int left,
                             std::vector<QRgb> &strip, ChangeMap &changed)
 {
@@ -110,18 +113,26 @@ bool CSegmentor::paintStrip(uchar *bits, qsizetype stride, bool whole, int left,
     for (int column = 0; column < columns; ++column) {
         QRgb *out = strip.data() + size_t(column) * size_t(m_height);
         const int first = clusterAt(left + column, 0);
+        qint32 lastStart = -1;
+        qint32 root = -1;
+        QRgb value = Unchanged;
         for (int y = 0; y < m_height; ++y) {
             const int p = first + y;
-            if (!whole && !m_marks[size_t(m_regions[size_t(p)])]) {
+            const qint32 start = whole ? m_eaters[size_t(p)] : m_regions[size_t(p)];
+            if (!whole && !m_marks[size_t(start)]) {
                 out[y] = Unchanged;
                 continue;
             }
-            int root = m_eaters[size_t(p)];
-            while (m_eaters[size_t(root)] != root)
-                root = m_eaters[size_t(root)];
+            if (start != lastStart) {
+                root = start;
+                while (m_eaters[size_t(root)] != root)
+                    root = m_eaters[size_t(root)];
+                const CCluster &region = m_clusters[size_t(root)];
+                value = region.m_deleted ? fill : m_colourRgbs[size_t(region.m_colour)];
+                lastStart = start;
+            }
             m_regions[size_t(p)] = root;
-            const CCluster &region = m_clusters[size_t(root)];
-            out[y] = region.m_deleted ? fill : m_colourRgbs[size_t(region.m_colour)];
+            out[y] = value;
             painted = true;
         }
     }

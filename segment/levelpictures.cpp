@@ -59,6 +59,9 @@ LevelPictures::~LevelPictures()
 
 void LevelPictures::reserveBuffers(int count)
 {
+    // A thread of its own only when the work may use more than one.
+    if (threadBudget() < 2)
+        return;
     const QSize size = m_scaling.size;
     const QImage::Format format = m_format;
     try {

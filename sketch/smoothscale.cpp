@@ -160,6 +160,12 @@ SmoothScale::Axis::Axis(int source, int target)
         firstRead[size_t(i)] = points[size_t(i)];
         lastRead[size_t(i)] = points[size_t(i)] + extra;
     }
+    lastReadSoFar = lastRead;
+    for (size_t i = 1; i < lastReadSoFar.size(); ++i)
+        lastReadSoFar[i] = std::max(lastReadSoFar[i], lastReadSoFar[i - 1]);
+    firstReadFromHere = firstRead;
+    for (size_t i = firstReadFromHere.size(); i-- > 1;)
+        firstReadFromHere[i - 1] = std::min(firstReadFromHere[i - 1], firstReadFromHere[i]);
 }
 
 bool SmoothScale::handles(QSize from, QSize to)
@@ -173,7 +179,7 @@ bool SmoothScale::handles(QSize from, QSize to)
     // Every pixel read lies in the picture.
     const Axis x(from.width(), to.width());
     const Axis y(from.height(), to.height());
-    return x.lastRead.back() < from.width() && y.lastRead.back() < from.height();
+    return x.lastReadSoFar.back() < from.width() && y.lastReadSoFar.back() < from.height();
 }
 
 SmoothScale::SmoothScale(QSize from, QSize to)
@@ -186,11 +192,11 @@ SmoothScale::SmoothScale(QSize from, QSize to)
 
 std::pair<int, int> SmoothScale::columnsReading(int a, int b) const
 {
-    // Both ends of what a target pixel reads move right with the pixel.
-    const auto first = std::lower_bound(m_x.lastRead.begin(), m_x.lastRead.end(), a);
-    const auto end = std::upper_bound(m_x.firstRead.begin(), m_x.firstRead.end(), b);
-    const int left = int(first - m_x.lastRead.begin());
-    const int right = int(end - m_x.firstRead.begin());
+    const auto first = std::lower_bound(m_x.lastReadSoFar.begin(), m_x.lastReadSoFar.end(), a);
+    const auto end
+            = std::upper_bound(m_x.firstReadFromHere.begin(), m_x.firstReadFromHere.end(), b);
+    const int left = int(first - m_x.lastReadSoFar.begin());
+    const int right = int(end - m_x.firstReadFromHere.begin());
     return left < right ? std::make_pair(left, right) : std::make_pair(0, 0);
 }
 

@@ -59,6 +59,11 @@ private:
         // The source pixels each target pixel reads, first to last.
         std::vector<int> firstRead;
         std::vector<int> lastRead;
+        // For searches: the last pixel read by any target pixel up to each
+        // one, and the first read by any from each one on. Both only grow,
+        // whatever the rounding does to one target pixel's run.
+        std::vector<int> lastReadSoFar;
+        std::vector<int> firstReadFromHere;
     };
 
     // A picture's pixels, taken once before the bands start, so that no

@@ -152,10 +152,12 @@ void TestSmoothScale::colourSketchSizes()
 void TestSmoothScale::changedPartsOnly()
 {
     QRandomGenerator generator(5);
-    for (int i = 0; i < 60; ++i) {
+    for (int i = 0; i < 300; ++i) {
         const int width = 1 + int(generator.bounded(200));
         const int height = 1 + int(generator.bounded(200));
-        const int target = 1 + int(generator.bounded(quint32(width * 5)));
+        // Shrinking and enlarging in turn.
+        const int target = i % 2 ? 1 + int(generator.bounded(quint32(width)))
+                                 : width + int(generator.bounded(quint32(width * 4)));
         const QImage before = patches(width, height, quint32(i), QImage::Format_RGB32);
         QImage after = before.copy();
         const QRect changed(int(generator.bounded(width)), int(generator.bounded(height)),

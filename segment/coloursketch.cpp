@@ -152,7 +152,8 @@ QImage colourSketch(const QImage &source, int threshold, int brush, const Progre
     if (reached && !everyLevel)
         result = sketch.lastPicture();
     timer.stage("merging and pictures");
-    times.log();
+    if (everyLevel)
+        times.log();
     qCDebug(lcSegment) << "Done";
     return result;
 }

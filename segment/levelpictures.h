@@ -14,13 +14,14 @@ class CSegmentor;
 
 // The pictures of a colour sketch's levels, one after another, each the
 // segmentation scaled back to the source's width exactly as
-// QImage::scaledToWidth(width, Qt::SmoothTransformation) gives it. Nothing
-// is allocated from level to level: the working-size picture is kept and
-// only its changed regions are painted again, and the full-size pictures
-// come from a few buffers kept here, each brought up to date over the rows
-// and columns that read a changed pixel. A buffer is used again once no one
-// else holds the picture made in it (a pixmap made from it, say), so a
-// picture handed out never changes under its holder.
+// QImage::scaledToWidth(width, Qt::SmoothTransformation) gives it. The
+// working-size picture is kept and only its changed regions are painted
+// again, and the full-size pictures come from a few buffers kept here, each
+// brought up to date over the rows and columns that read a changed pixel. A
+// buffer is used again once no one else holds the picture made in it (a
+// pixmap made from it, say), so a picture handed out never changes under its
+// holder; when the holder lets each picture go for the next, as the window
+// does, two buffers serve every level.
 class LevelPictures
 {
 public:

@@ -14,6 +14,7 @@ class FileChooser;
 class HelpDialog;
 class QGraphicsPixmapItem;
 class RandomSequence;
+struct ContourSettings;
 struct Progress;
 
 namespace Ui {
@@ -46,6 +47,14 @@ protected:
     void changeEvent(QEvent *event) override;
 
 private slots:
+    // Connected by the form's object names, which every saved layout and
+    // translation of this window shares, so they stay as they are even where
+    // they read oddly: on_pushButtonPencilSketch_clicked makes the pen sketch
+    // (page "Pen Sketch"), on_pushButtonPencilCross_clicked the pencil
+    // hatching (page "Pencil Sketch"), PencilLevelsSlider and
+    // pencilLevelSlider2 are the pen's levels, and pushButton, pushButton_2
+    // and pushButton_3 are Original/Sketch, ZoomOut and ZoomIn. The order is
+    // the meta-object's order.
     void on_actionOpen_triggered();
     void on_pushButtonColorSketch_clicked();
     void on_ColorThreshSlider_valueChanged(int value);
@@ -96,6 +105,8 @@ private:
     // out of memory then ends as a failed open does: nothing is shown.
     bool withinMemory(const std::function<void()> &work);
     void redrawPenSketch(int black, int white);
+    ContourSettings pencilContours() const;
+    ContourSettings posterContours() const;
     const unsigned char *edgeData() const;
     bool edgesMatch(const QImage &image) const;
 

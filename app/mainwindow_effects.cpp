@@ -24,8 +24,9 @@ void MainWindow::updatePenLevels(QImage &layer, int black, int white)
 
 void MainWindow::on_pushButtonPencilSketch_clicked()
 {
-    const int black = ui->PencilLevelsSlider->value();
-    const int white = ui->pencilLevelSlider2->value();
+    PenSettings settings;
+    settings.black = ui->PencilLevelsSlider->value();
+    settings.white = ui->pencilLevelSlider2->value();
     if (!edgesMatch(sourceImage))
         return;
     ui->progressBar->setValue(0);
@@ -35,7 +36,7 @@ void MainWindow::on_pushButtonPencilSketch_clicked()
     ui->statusBar->showMessage(tr("Running"));
     QImage sketch;
     withinMemory([&] {
-        sketch = pensketch(sourceImage, edgeData(), black, white, progressBarBinding(false));
+        sketch = pensketch(sourceImage, edgeData(), settings, progressBarBinding(false));
     });
     ui->statusBar->showMessage(tr("Done"), 2000);
     if (!sketch.isNull())
@@ -76,9 +77,8 @@ void MainWindow::on_pushButtonPencilCross_clicked()
     settings.density = ui->horizontalSliderDens->value();
     settings.black = ui->horizontalSliderMinCol->value();
     settings.white = ui->horizontalSliderMaxCol->value();
-    settings.contours = ui->groupBoxContoursPencil->isChecked();
-    settings.contourBlack = ui->horizontalSliderBlackLevelContours->value();
-    settings.contourWhite = ui->horizontalSliderWhiteLevelContours->value();
+    settings.contours = pencilContours();
+    settings.contours.on = ui->groupBoxContoursPencil->isChecked();
     if (!edgesMatch(sourceImage))
         return;
     ui->progressBar->setValue(0);
@@ -109,8 +109,8 @@ void MainWindow::updateHatchingLevels()
 {
     if (!hasSketch || !edgesMatch(penImage))
         return;
-    penImage = hatchImage;
-    levelimg(penImage, ui->horizontalSliderMinCol->value(), ui->horizontalSliderMaxCol->value());
+    penImage = levelledHatching(hatchImage, ui->horizontalSliderMinCol->value(),
+                                ui->horizontalSliderMaxCol->value());
     // The contour layer goes on whether or not the group box is checked.
     updatePencilLevels();
 }
@@ -119,10 +119,16 @@ void MainWindow::updatePencilLevels()
 {
     if (!hasSketch || !edgesMatch(penImage))
         return;
-    QImage display = penImage.copy();
-    multiplyContours(display, edgeData(), ui->horizontalSliderBlackLevelContours->value(),
-                     ui->horizontalSliderWhiteLevelContours->value());
-    showResult(display);
+    showResult(withContours(penImage, edgeData(), pencilContours()));
+}
+
+// The pencil page's contour sliders, the layer on.
+ContourSettings MainWindow::pencilContours() const
+{
+    ContourSettings contours;
+    contours.black = ui->horizontalSliderBlackLevelContours->value();
+    contours.white = ui->horizontalSliderWhiteLevelContours->value();
+    return contours;
 }
 
 void MainWindow::on_groupBoxContoursPencil_toggled(bool arg1)
@@ -171,9 +177,7 @@ void MainWindow::on_pushButtonCreatePoster_clicked()
 {
     PosterSettings settings;
     settings.colours = ui->horizontalSliderPosterColors->value();
-    settings.contours = ui->groupBoxPosterContour->isChecked();
-    settings.contourBlack = ui->horizontalSliderPosterContourBlack->value();
-    settings.contourWhite = ui->horizontalSliderPosterContourWhite->value();
+    settings.contours = posterContours();
     if (!edgesMatch(sourceImage))
         return;
     ui->progressBar->setValue(0);
@@ -196,11 +200,17 @@ void MainWindow::updatePosterContours()
 {
     if (posterImage.isNull() || !edgesMatch(posterImage))
         return;
-    QImage display = posterImage.copy();
-    if (ui->groupBoxPosterContour->isChecked())
-        layPosterContours(display, edgeData(), ui->horizontalSliderPosterContourBlack->value(),
-                          ui->horizontalSliderPosterContourWhite->value());
-    showResult(display);
+    showResult(withContours(posterImage, edgeData(), posterContours()));
+}
+
+// The poster page's contour group box and sliders.
+ContourSettings MainWindow::posterContours() const
+{
+    ContourSettings contours;
+    contours.on = ui->groupBoxPosterContour->isChecked();
+    contours.black = ui->horizontalSliderPosterContourBlack->value();
+    contours.white = ui->horizontalSliderPosterContourWhite->value();
+    return contours;
 }
 
 void MainWindow::on_horizontalSliderPosterContourBlack_valueChanged(int value)
@@ -238,8 +248,9 @@ void MainWindow::on_groupBoxPosterContour_toggled(bool arg1)
 // further level and stops at the next one.
 void MainWindow::on_pushButtonColorSketch_clicked()
 {
-    const int limit = ui->ColorThreshSlider->value();
-    const int size = ui->ClustersSizeSlider->value();
+    ColourSketchSettings settings;
+    settings.threshold = ui->ColorThreshSlider->value();
+    settings.brush = ui->ClustersSizeSlider->value();
     if (sourceImage.isNull())
         return;
     ui->progressBar->setVisible(true);
@@ -271,7 +282,7 @@ void MainWindow::on_pushButtonColorSketch_clicked()
             throttled();
     };
     // Out of memory, the levels shown so far stay.
-    withinMemory([&] { colourSketch(sourceImage, limit, size, progress, observer); });
+    withinMemory([&] { colourSketch(sourceImage, settings, progress, observer); });
 
     setCursor(Qt::ArrowCursor);
     ui->progressBar->setVisible(false);

@@ -1,19 +1,13 @@
-// Times one core operation on a photograph or a generated picture. The
-// picture is decoded before the clock starts; each operation runs `repeat`
-// times and the fastest run is printed, with the stages of the pencil
-// sketch timed apart.
+// Times one effect or core operation on a photograph or a generated
+// picture. The picture is decoded before the clock starts; each operation
+// runs `repeat` times and the fastest run is printed, with the time of every
+// stage the operations log.
 
 #include "coloursketch.h"
-#include "contours.h"
 #include "edgemap.h"
+#include "effect.h"
 #include "levelpictures.h"
-#include "levels.h"
-#include "pencilhatch.h"
-#include "pencilsketch.h"
-#include "pensketch.h"
 #include "pngwriter.h"
-#include "poster.h"
-#include "postersketch.h"
 #include "segmentor.h"
 
 #include <QBuffer>
@@ -64,12 +58,14 @@ QImage generated(int width, int height)
 int usage()
 {
     fprintf(stderr,
-            "usage: kestrova-bench edges|pen|pencil PICTURE|WIDTHxHEIGHT [REPEAT]\n"
-            "       kestrova-bench poster PICTURE|WIDTHxHEIGHT [REPEAT [COLOURS]]\n"
-            "       kestrova-bench color PICTURE|WIDTHxHEIGHT [REPEAT [THRESHOLD [BRUSH]]]\n"
+            "usage: kestrova-bench EFFECT PICTURE|WIDTHxHEIGHT [REPEAT [SETTING=N ...]]\n"
+            "       kestrova-bench edges PICTURE|WIDTHxHEIGHT [REPEAT]\n"
+            "       kestrova-bench levels PICTURE|WIDTHxHEIGHT [REPEAT [THRESHOLD [BRUSH]]]\n"
             "       kestrova-bench merge PICTURE|WIDTHxHEIGHT [REPEAT [THRESHOLD [BRUSH]]]\n"
             "       kestrova-bench photo PICTURE WIDTHxHEIGHT OUT.jpg\n"
-            "       kestrova-bench write PICTURE|WIDTHxHEIGHT [REPEAT]\n");
+            "       kestrova-bench write PICTURE|WIDTHxHEIGHT [REPEAT]\n"
+            "EFFECT is one of kestrova-cli's effects, at its defaults unless SETTING=N\n"
+            "(an option of the effect, e.g. colors=8) says otherwise.\n");
     return 2;
 }
 
@@ -176,15 +172,136 @@ void timeWrites(const char *name, const QImage &drawing, int repeat)
     }
 }
 
+// The drawing of every effect at its defaults, written both ways.
 int timeAllWrites(const QImage &image, int repeat)
 {
+    for (const Effect &effect : effects()) {
+        const QImage drawing = makeDrawing(effect, image, effect.defaults(), {}, {}, nullptr);
+        if (!drawing.isNull())
+            timeWrites(effect.name, drawing, repeat);
+    }
+    return 0;
+}
+
+// One effect of the table: the edge map once, then the effect alone, each
+// run from the start of the random sequence. Its stages are logged as it
+// runs.
+int timeEffect(const Effect &effect, const QImage &image, int repeat, int argc, char *argv[])
+{
+    EffectValues values = effect.defaults();
+    for (int i = 4; i < argc; ++i) {
+        const QString pair = QString::fromLocal8Bit(argv[i]);
+        const QString name = pair.section(QLatin1Char('='), 0, 0);
+        const EffectSetting *setting = effect.setting(name);
+        if (!setting || !pair.contains(QLatin1Char('=')))
+            return usage();
+        values.numbers[name] = pair.section(QLatin1Char('='), 1).toInt();
+    }
     std::vector<unsigned char> edges(size_t(image.width()) * image.height());
-    labsobellight2(image, edges.data());
-    RandomSequence pencilRandom, posterRandom;
-    timeWrites("pen", pensketch(image, edges.data(), 150, 255), repeat);
-    timeWrites("pencil", pencilSketch(image, edges.data(), PencilSettings(), pencilRandom), repeat);
-    timeWrites("poster", posterSketch(image, edges.data(), PosterSettings(), posterRandom), repeat);
-    timeWrites("color", colourSketch(image, 20, 70), repeat);
+    if (effect.needsEdges)
+        labsobellight2(image, edges.data());
+    QString problem;
+    printf("%s: %.1f ms\n", effect.name, fastestMs(repeat, [&] {
+               RandomSequence random;
+               effect.draw(image, edges.data(), values, random, {}, &problem);
+           }));
+    return 0;
+}
+
+// The colour sketch's stages: the segmenter's construction, the merging up
+// to every level, the picture of each level and its scaling back.
+int timeLevels(const QImage &image, int repeat, int argc, char *argv[])
+{
+    const int threshold = argc > 4 ? atoi(argv[4]) : ColourSketchSettings().threshold;
+    const int brush = argc > 5 ? atoi(argv[5]) : ColourSketchSettings().brush;
+    const QImage working = colourSketchWorkingPicture(image);
+    printf("working picture %dx%d, threshold %d, brush %d\n", working.width(), working.height(),
+           threshold, brush);
+    double construction = 1e300, merging = 1e300, picture = 1e300, scaling = 1e300;
+    double mergingCpu = 1e300;
+    qint64 merges = 0;
+    int levels = 0;
+    for (int run = 0; run < repeat; ++run) {
+        QElapsedTimer timer;
+        timer.start();
+        CSegmentor segmentor(working, brush);
+        construction = std::min(construction, timer.nsecsElapsed() / 1e6);
+        merges = 0;
+        segmentor.setYield([&merges] { ++merges; });
+        double mergeTime = 0, pictureTime = 0, scaleTime = 0, mergeCpu = 0;
+        levels = 0;
+        for (;;) {
+            timer.restart();
+            const double cpu = threadCpuMs();
+            const bool level = segmentor.Next(threshold);
+            mergeTime += timer.nsecsElapsed() / 1e6;
+            mergeCpu += threadCpuMs() - cpu;
+            if (!level)
+                break;
+            ++levels;
+            timer.restart();
+            const QImage current = segmentor.CurrentImage();
+            pictureTime += timer.nsecsElapsed() / 1e6;
+            timer.restart();
+            const QImage shown = current.scaledToWidth(image.width(), Qt::SmoothTransformation);
+            Q_UNUSED(shown);
+            scaleTime += timer.nsecsElapsed() / 1e6;
+        }
+        merging = std::min(merging, mergeTime);
+        mergingCpu = std::min(mergingCpu, mergeCpu);
+        picture = std::min(picture, levels ? pictureTime / levels : 0);
+        scaling = std::min(scaling, levels ? scaleTime / levels : 0);
+    }
+    printf("construction: %.1f ms\nmerging: %.1f ms (%lld merges, %d levels)\n"
+           "merging, processor time: %.1f ms\n"
+           "one CurrentImage: %.1f ms\none scaling back: %.1f ms\n",
+           construction, merging, merges, levels, mergingCpu, picture, scaling);
+    // The window's pictures: kept from level to level, each level's held
+    // until the next is made, as the window's pixmap holds it.
+    double levelPictures = 1e300;
+    for (int run = 0; run < repeat; ++run) {
+        CSegmentor segmentor(working, brush);
+        segmentor.setJournaling(true);
+        LevelPictures pictures(working, image.width());
+        QImage shown;
+        double total = 0;
+        while (segmentor.Next(threshold)) {
+            QElapsedTimer timer;
+            timer.start();
+            shown = pictures.picture(segmentor);
+            total += timer.nsecsElapsed() / 1e6;
+        }
+        levelPictures = std::min(levelPictures, total);
+    }
+    printf("the window's level pictures, all %d: %.1f ms\n", levels, levelPictures);
+    return 0;
+}
+
+// The merging alone, without pictures: for instruction and cache counts
+// under valgrind (--toggle-collect='CSegmentor::Next*').
+int timeMerging(const QImage &image, int repeat, int argc, char *argv[])
+{
+    const int threshold = argc > 4 ? atoi(argv[4]) : ColourSketchSettings().threshold;
+    const int brush = argc > 5 ? atoi(argv[5]) : ColourSketchSettings().brush;
+    const QImage working = colourSketchWorkingPicture(image);
+    qint64 merges = 0;
+    int levels = 0;
+    // On a shared machine the processor time of the merging says more
+    // than the time on the clock, which counts the waits for a processor.
+    double cpu = 1e300;
+    const double best = fastestMs(repeat, [&] {
+        CSegmentor segmentor(working, brush);
+        merges = 0;
+        levels = 0;
+        segmentor.setYield([&merges] { ++merges; });
+        const double start = threadCpuMs();
+        while (segmentor.Next(threshold))
+            ++levels;
+        cpu = std::min(cpu, threadCpuMs() - start);
+    });
+    printf("construction and merging: %.1f ms (%lld merges, %d levels)\n"
+           "merging alone, processor time: %.1f ms\n",
+           best, merges, levels, cpu);
     return 0;
 }
 
@@ -216,148 +333,17 @@ int main(int argc, char *argv[])
            image.width() * double(image.height()) / 1e6);
     if (!strcmp(operation, "write"))
         return timeAllWrites(image, repeat);
-    std::vector<unsigned char> edges(size_t(image.width()) * image.height());
-
     if (!strcmp(operation, "edges")) {
+        std::vector<unsigned char> edges(size_t(image.width()) * image.height());
         printf("edge map: %.1f ms\n",
                fastestMs(repeat, [&] { labsobellight2(image, edges.data()); }));
         return 0;
     }
-    labsobellight2(image, edges.data());
-    if (!strcmp(operation, "pen")) {
-        printf("pen sketch: %.1f ms\n",
-               fastestMs(repeat, [&] { pensketch(image, edges.data(), 150, 255); }));
-        return 0;
-    }
-    if (!strcmp(operation, "pencil")) {
-        QImage hatch, pen;
-        printf("pencil sketch: %.1f ms\n", fastestMs(repeat, [&] {
-                   RandomSequence random;
-                   pencilSketch(image, edges.data(), PencilSettings(), random);
-               }));
-        printf("  hatching: %.1f ms\n", fastestMs(repeat, [&] {
-                   RandomSequence random;
-                   hatch = pencilhatch(image, 60, 180, 6, 0, true, random);
-               }));
-        printf("  levels: %.1f ms\n", fastestMs(repeat, [&] {
-                   pen = hatch.copy();
-                   levelimg(pen, 60, 180);
-               }));
-        printf("  contours: %.1f ms\n", fastestMs(repeat, [&] {
-                   QImage display = pen.copy();
-                   multiplyContours(display, edges.data(), 200, 255);
-               }));
-        return 0;
-    }
-    if (!strcmp(operation, "color")) {
-        const int threshold = argc > 4 ? atoi(argv[4]) : 20;
-        const int brush = argc > 5 ? atoi(argv[5]) : 70;
-        const QImage working = colourSketchWorkingPicture(image);
-        printf("working picture %dx%d, threshold %d, brush %d\n", working.width(), working.height(),
-               threshold, brush);
-        double construction = 1e300, merging = 1e300, picture = 1e300, scaling = 1e300;
-        double mergingCpu = 1e300;
-        qint64 merges = 0;
-        int levels = 0;
-        for (int run = 0; run < repeat; ++run) {
-            QElapsedTimer timer;
-            timer.start();
-            CSegmentor segmentor(working, brush);
-            construction = std::min(construction, timer.nsecsElapsed() / 1e6);
-            merges = 0;
-            segmentor.setYield([&merges] { ++merges; });
-            double mergeTime = 0, pictureTime = 0, scaleTime = 0, mergeCpu = 0;
-            levels = 0;
-            for (;;) {
-                timer.restart();
-                const double cpu = threadCpuMs();
-                const bool level = segmentor.Next(threshold);
-                mergeTime += timer.nsecsElapsed() / 1e6;
-                mergeCpu += threadCpuMs() - cpu;
-                if (!level)
-                    break;
-                ++levels;
-                timer.restart();
-                const QImage current = segmentor.CurrentImage();
-                pictureTime += timer.nsecsElapsed() / 1e6;
-                timer.restart();
-                const QImage shown = current.scaledToWidth(image.width(), Qt::SmoothTransformation);
-                Q_UNUSED(shown);
-                scaleTime += timer.nsecsElapsed() / 1e6;
-            }
-            merging = std::min(merging, mergeTime);
-            mergingCpu = std::min(mergingCpu, mergeCpu);
-            picture = std::min(picture, levels ? pictureTime / levels : 0);
-            scaling = std::min(scaling, levels ? scaleTime / levels : 0);
-        }
-        printf("construction: %.1f ms\nmerging: %.1f ms (%lld merges, %d levels)\n"
-               "merging, processor time: %.1f ms\n"
-               "one CurrentImage: %.1f ms\none scaling back: %.1f ms\n",
-               construction, merging, merges, levels, mergingCpu, picture, scaling);
-        // The window's pictures: kept from level to level, each level's held
-        // until the next is made, as the window's pixmap holds it.
-        double levelPictures = 1e300;
-        for (int run = 0; run < repeat; ++run) {
-            CSegmentor segmentor(working, brush);
-            segmentor.setJournaling(true);
-            LevelPictures pictures(working, image.width());
-            QImage shown;
-            double total = 0;
-            while (segmentor.Next(threshold)) {
-                QElapsedTimer timer;
-                timer.start();
-                shown = pictures.picture(segmentor);
-                total += timer.nsecsElapsed() / 1e6;
-            }
-            levelPictures = std::min(levelPictures, total);
-        }
-        printf("the window's level pictures, all %d: %.1f ms\n", levels, levelPictures);
-        printf("whole command: %.1f ms\n",
-               fastestMs(repeat, [&] { colourSketch(image, threshold, brush); }));
-        return 0;
-    }
-    // The merging alone, without pictures: for instruction and cache counts
-    // under valgrind (--toggle-collect='CSegmentor::Next*').
-    if (!strcmp(operation, "merge")) {
-        const int threshold = argc > 4 ? atoi(argv[4]) : 20;
-        const int brush = argc > 5 ? atoi(argv[5]) : 70;
-        const QImage working = colourSketchWorkingPicture(image);
-        qint64 merges = 0;
-        int levels = 0;
-        // On a shared machine the processor time of the merging says more
-        // than the time on the clock, which counts the waits for a processor.
-        double cpu = 1e300;
-        const double best = fastestMs(repeat, [&] {
-            CSegmentor segmentor(working, brush);
-            merges = 0;
-            levels = 0;
-            segmentor.setYield([&merges] { ++merges; });
-            const double start = threadCpuMs();
-            while (segmentor.Next(threshold))
-                ++levels;
-            cpu = std::min(cpu, threadCpuMs() - start);
-        });
-        printf("construction and merging: %.1f ms (%lld merges, %d levels)\n"
-               "merging alone, processor time: %.1f ms\n",
-               best, merges, levels, cpu);
-        return 0;
-    }
-    if (!strcmp(operation, "poster")) {
-        const int colours = argc > 4 ? atoi(argv[4]) : 3;
-        PosterTrace trace;
-        printf("poster of %d colours: %.1f ms\n", colours, fastestMs(repeat, [&] {
-                   RandomSequence random;
-                   trace = PosterTrace();
-                   Poster(image, colours, random, {}, &trace);
-               }));
-        printf("  %d distinct colours, %d passes\n", trace.distinctColours, trace.passes);
-        PosterSettings settings;
-        settings.colours = colours;
-        printf("poster with contours: %.1f ms\n", fastestMs(repeat, [&] {
-                   RandomSequence random;
-                   posterSketch(image, edges.data(), settings, random);
-               }));
-        return 0;
-    }
+    if (!strcmp(operation, "levels"))
+        return timeLevels(image, repeat, argc, argv);
+    if (!strcmp(operation, "merge"))
+        return timeMerging(image, repeat, argc, argv);
+    if (const Effect *effect = findEffect(QString::fromLocal8Bit(operation)))
+        return timeEffect(*effect, image, repeat, argc, argv);
     return usage();
 }

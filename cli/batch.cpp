@@ -3,6 +3,7 @@
 #include "console.h"
 #include "filerunner.h"
 #include "libraryoutput.h"
+#include "messagestream.h"
 #include "report.h"
 #include "stop.h"
 

@@ -1,10 +1,11 @@
 #include "console.h"
 
+#include "messagestream.h"
+#include "warnings.h"
+
 #include <QStringList>
 
 #include <cstdio>
-#include <fcntl.h>
-#include <unistd.h>
 
 namespace {
 
@@ -14,33 +15,14 @@ constexpr qint64 RedrawInterval = 100; // ms
 constexpr int ShownSlots = 4;
 
 std::atomic<Console *> messageConsole {nullptr};
-thread_local QStringList *capturedMessages = nullptr;
-
-// stderr as the tool found it. The tool writes there through a copy of the
-// descriptor, so that silencing the libraries that print on their own
-// (silenceLibraries()) leaves its own messages alone.
-FILE *messageStream()
-{
-    static FILE *const stream = [] {
-        const int copy = dup(STDERR_FILENO);
-        FILE *opened = copy >= 0 ? fdopen(copy, "w") : nullptr;
-        return opened ? opened : stderr;
-    }();
-    return stream;
-}
-
-// A stopped run is stopped for good: stderr is silenced once.
-std::once_flag silenced;
 
 void messageHandler(QtMsgType type, const QMessageLogContext &context, const QString &message)
 {
     // Debug trace lines are for developers running the window, not for users.
     if (type == QtDebugMsg || type == QtInfoMsg)
         return;
-    if (capturedMessages) {
-        capturedMessages->append(message);
+    if (WarningCapture::take(message))
         return;
-    }
     const QString text = qFormatLogMessage(type, context, message);
     if (Console *console = messageConsole.load())
         console->print(text);
@@ -174,40 +156,4 @@ QString Console::progressText() const
     if (!parts.isEmpty())
         line += QStringLiteral(", ") + parts.join(QStringLiteral(", "));
     return line;
-}
-
-WarningCapture::WarningCapture()
-    : m_previous(capturedMessages)
-{
-    capturedMessages = &m_messages;
-}
-
-WarningCapture::~WarningCapture()
-{
-    capturedMessages = m_previous;
-}
-
-QString withWarnings(const QString &reason, const QStringList &warnings)
-{
-    if (warnings.isEmpty())
-        return reason;
-    return reason + QStringLiteral(" (") + warnings.join(QStringLiteral("; ")) + QLatin1Char(')');
-}
-
-void silenceLibraries()
-{
-    std::call_once(silenced, [] {
-        const int null = open("/dev/null", O_WRONLY);
-        if (null >= 0) {
-            dup2(null, STDERR_FILENO);
-            close(null);
-        }
-    });
-}
-
-void restoreLibraries()
-{
-    FILE *stream = messageStream();
-    if (stream != stderr)
-        dup2(fileno(stream), STDERR_FILENO);
 }

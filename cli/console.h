@@ -63,31 +63,3 @@ private:
     QElapsedTimer m_clock;
     std::mutex m_mutex;
 };
-
-// Collects the warnings Qt gives on this thread while it exists, instead of
-// printing them: the image plugins explain a failure there.
-class WarningCapture
-{
-public:
-    WarningCapture();
-    ~WarningCapture();
-    WarningCapture(const WarningCapture &) = delete;
-    WarningCapture &operator=(const WarningCapture &) = delete;
-
-    const QStringList &messages() const { return m_messages; }
-
-private:
-    QStringList m_messages;
-    QStringList *m_previous;
-};
-
-// `reason` and, in brackets, the warnings that explain it.
-QString withWarnings(const QString &reason, const QStringList &warnings);
-
-// Points stderr at /dev/null until restoreLibraries(). libpng reports a
-// failed write on stderr itself; once the run is stopped, the writes that
-// fail on purpose must not litter the terminal. The tool's own messages,
-// Qt's included, still go out.
-void silenceLibraries();
-// Points stderr back where it was, for whatever is said at exit.
-void restoreLibraries();

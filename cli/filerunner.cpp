@@ -3,6 +3,7 @@
 #include "imagefiles.h"
 #include "lineart.h"
 #include "stop.h"
+#include "warnings.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -124,7 +125,7 @@ QImage FileRunner::draw(const QImage &picture, int slot, QString *error)
     QImage drawing;
     QString problem;
     try {
-        drawing = makeDrawing(*m_commandLine.effect, picture, m_commandLine.settings,
+        drawing = makeDrawing(*m_commandLine.effect, picture, m_commandLine.values,
                               stageProgress(slot, false), stageProgress(slot, true), &problem);
     } catch (const std::bad_alloc &) {
         *error = QStringLiteral("not enough memory");

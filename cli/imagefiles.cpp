@@ -1,10 +1,10 @@
 #include "imagefiles.h"
 
-#include "console.h"
 #include "libraryoutput.h"
 #include "picturelimits.h"
 #include "stop.h"
 #include "streams.h"
+#include "warnings.h"
 #include "workingformat.h"
 
 #include <QBuffer>

@@ -1,6 +1,10 @@
 #pragma once
 
-#include "options.h"
+#include "filejob.h"
+
+#include <QStringList>
+
+#include <vector>
 
 // Where the drawings of a batch go: DIR, and the suffix and writer format of
 // every drawing.

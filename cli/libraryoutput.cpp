@@ -1,5 +1,7 @@
 #include "libraryoutput.h"
 
+#include "messagestream.h"
+
 #include <fcntl.h>
 #include <mutex>
 #include <sys/mman.h>
@@ -29,6 +31,8 @@ qint64 bufferSize()
 
 void captureLibraryOutput()
 {
+    // The tool's own copy of stderr, before stderr goes elsewhere.
+    messageStream();
     static std::once_flag once;
     std::call_once(once, [] {
         const int memory = memfd_create("kestrova-cli-library-output", MFD_CLOEXEC);

@@ -6,8 +6,8 @@
 // that name no file ("libpng error: IDAT: CRC error"). While a run lasts,
 // stderr is a buffer in memory instead: a read or a write takes in what was
 // printed meanwhile and tells it within its own file's message. The tool's
-// own messages go out through a copy of the real stderr (see Console), so
-// call this once a Console exists. restoreLibraries() ends the capture.
+// own messages go out through a copy of the real stderr (messagestream.h),
+// taken here first. restoreLibraries() ends the capture.
 void captureLibraryOutput();
 
 // What the libraries printed while this lives, taken by take(). With

@@ -28,23 +28,34 @@ QString effectsHelp()
     for (const Effect &effect : effects()) {
         text += QStringLiteral("  %1 %2\n")
                         .arg(QLatin1String(effect.name), -8)
-                        .arg(QLatin1String(effect.summary));
-        for (const EffectOption &option : effect.options) {
-            text += optionLine(QStringLiteral("--%1 <N>").arg(QLatin1String(option.name)),
+                        .arg(QLatin1String(effect.description));
+        for (const EffectSetting &setting : effect.settings) {
+            text += optionLine(QStringLiteral("--%1 <N>").arg(QLatin1String(setting.name)),
                                QStringLiteral("%1, %2..%3 (default %4)")
-                                       .arg(QLatin1String(option.description))
-                                       .arg(option.minimum)
-                                       .arg(option.maximum)
-                                       .arg(option.defaultValue));
+                                       .arg(QLatin1String(setting.help))
+                                       .arg(setting.minimum)
+                                       .arg(setting.maximum)
+                                       .arg(setting.defaultValue));
         }
-        if (effect.contourSwitch)
+        if (effect.contourLayer)
             text += optionLine(QStringLiteral("--") + NoContour,
                                QStringLiteral("leave the contours out"));
-        if (effect.transparentSwitch)
+        if (effect.greyLines)
             text += optionLine(QStringLiteral("--") + Transparent,
                                QStringLiteral("black lines on a transparent layer (PNG only)"));
     }
     return text;
+}
+
+// "pen, pencil, poster or color"
+QString effectNames()
+{
+    QStringList names;
+    for (const Effect &effect : effects())
+        names << QLatin1String(effect.name);
+    const QString last = names.takeLast();
+    return names.isEmpty() ? last
+                           : names.join(QStringLiteral(", ")) + QStringLiteral(" or ") + last;
 }
 
 QString description()
@@ -123,12 +134,12 @@ void addOptions(QCommandLineParser &parser)
     });
     QSet<QString> known;
     for (const Effect &effect : effects()) {
-        for (const EffectOption &option : effect.options) {
-            const QString name = QLatin1String(option.name);
+        for (const EffectSetting &setting : effect.settings) {
+            const QString name = QLatin1String(setting.name);
             if (known.contains(name))
                 continue;
             known.insert(name);
-            QCommandLineOption hidden(name, QLatin1String(option.description), QStringLiteral("N"));
+            QCommandLineOption hidden(name, QLatin1String(setting.help), QStringLiteral("N"));
             hidden.setFlags(QCommandLineOption::HiddenFromHelp);
             parser.addOption(hidden);
         }
@@ -172,31 +183,31 @@ const Effect &chosenEffect(const QStringList &positional)
     return *effect;
 }
 
-EffectSettings effectSettings(const QCommandLineParser &parser, const Effect &effect)
+EffectValues effectValues(const QCommandLineParser &parser, const Effect &effect)
 {
     for (const Effect &other : effects()) {
-        for (const EffectOption &option : other.options) {
-            const QString name = QLatin1String(option.name);
-            if (parser.isSet(name) && !effect.option(name))
+        for (const EffectSetting &setting : other.settings) {
+            const QString name = QLatin1String(setting.name);
+            if (parser.isSet(name) && !effect.setting(name))
                 refuse(QStringLiteral("the %1 effect has no option --%2")
                                .arg(QLatin1String(effect.name), name));
         }
     }
-    if (parser.isSet(NoContour) && !effect.contourSwitch)
+    if (parser.isSet(NoContour) && !effect.contourLayer)
         refuse(QStringLiteral("the %1 effect has no option --%2")
                        .arg(QLatin1String(effect.name), NoContour));
-    if (parser.isSet(Transparent) && !effect.transparentSwitch)
+    if (parser.isSet(Transparent) && !effect.greyLines)
         refuse(QStringLiteral("the %1 effect has no option --%2: only the grey drawings of "
                               "pen and pencil come as lines on a transparent layer")
                        .arg(QLatin1String(effect.name), Transparent));
-    EffectSettings settings = effect.defaults();
-    for (const EffectOption &option : effect.options) {
-        const QString name = QLatin1String(option.name);
+    EffectValues values = effect.defaults();
+    for (const EffectSetting &setting : effect.settings) {
+        const QString name = QLatin1String(setting.name);
         if (parser.isSet(name))
-            settings.values[name] = integerValue(parser, name, option.minimum, option.maximum);
+            values.numbers[name] = integerValue(parser, name, setting.minimum, setting.maximum);
     }
-    settings.contours = !parser.isSet(NoContour);
-    return settings;
+    values.contours = !parser.isSet(NoContour);
+    return values;
 }
 
 QByteArray batchFormat(const QCommandLineParser &parser, QString *suffix)
@@ -293,7 +304,7 @@ CommandLine checkedCommandLine(const QCommandLineParser &parser)
     const QStringList positional = parser.positionalArguments();
     CommandLine line;
     line.effect = &chosenEffect(positional);
-    line.settings = effectSettings(parser, *line.effect);
+    line.values = effectValues(parser, *line.effect);
     const bool batch = parser.isSet(QStringLiteral("o"));
     if (batch)
         line.outputDir = parser.value(QStringLiteral("o"));
@@ -332,11 +343,6 @@ CommandLine checkedCommandLine(const QCommandLineParser &parser)
 
 } // namespace
 
-void refuse(const QString &message)
-{
-    throw Refusal {message};
-}
-
 ParseOutcome parseCommandLine(const QStringList &arguments)
 {
     QCommandLineParser parser;
@@ -344,8 +350,7 @@ ParseOutcome parseCommandLine(const QStringList &arguments)
     const QCommandLineOption help = parser.addHelpOption();
     const QCommandLineOption version = parser.addVersionOption();
     addOptions(parser);
-    parser.addPositionalArgument(QStringLiteral("effect"),
-                                 QStringLiteral("pen, pencil, poster or color."),
+    parser.addPositionalArgument(QStringLiteral("effect"), effectNames() + QLatin1Char('.'),
                                  QStringLiteral("EFFECT"));
     parser.addPositionalArgument(
             QStringLiteral("input"),

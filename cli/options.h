@@ -1,6 +1,7 @@
 #pragma once
 
-#include "effects.h"
+#include "effect.h"
+#include "filejob.h"
 #include "pngwriter.h"
 
 #include <QByteArray>
@@ -9,22 +10,10 @@
 
 #include <vector>
 
-// One picture to make: where it comes from, where it goes and in which format.
-// "-" stands for standard input or output.
-struct FileJob
-{
-    QString input;
-    QString output;
-    QByteArray format;
-    // Batch mode: the input's path inside the FOLDER given with -r, or its
-    // file name; the same on every machine that shares the batch.
-    QString relativePath = {};
-};
-
 struct CommandLine
 {
     const Effect *effect = nullptr;
-    EffectSettings settings;
+    EffectValues values;
     std::vector<FileJob> jobs;
     // Batch mode only: the folder that receives every result.
     QString outputDir;
@@ -59,11 +48,3 @@ struct ParseOutcome
 // Parses and checks the arguments (program name first). Nothing on disk is
 // changed; input files are not opened, folders given with -r are listed.
 ParseOutcome parseCommandLine(const QStringList &arguments);
-
-// Thrown by the checks of the command line and turned into a usage error.
-struct Refusal
-{
-    QString message;
-};
-
-[[noreturn]] void refuse(const QString &message);

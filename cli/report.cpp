@@ -45,10 +45,10 @@ QString statusName(FileOutcome::Status status)
 QJsonObject settingsObject(const CommandLine &commandLine)
 {
     QJsonObject settings;
-    for (const EffectOption &option : commandLine.effect->options)
-        settings.insert(QLatin1String(option.name), commandLine.settings.value(option.name));
-    if (commandLine.effect->contourSwitch)
-        settings.insert(QStringLiteral("contours"), commandLine.settings.contours);
+    for (const EffectSetting &setting : commandLine.effect->settings)
+        settings.insert(QLatin1String(setting.name), commandLine.values.value(setting.name));
+    if (commandLine.effect->contourLayer)
+        settings.insert(QStringLiteral("contours"), commandLine.values.contours);
     return settings;
 }
 

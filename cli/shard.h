@@ -1,6 +1,6 @@
 #pragma once
 
-#include "options.h"
+#include "filejob.h"
 
 #include <QString>
 

@@ -1,6 +1,6 @@
 #include "streams.h"
 
-#include "console.h"
+#include "messagestream.h"
 #include "stop.h"
 
 #include <cerrno>

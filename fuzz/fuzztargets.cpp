@@ -3,11 +3,10 @@
 #include "coloursketch.h"
 #include "contours.h"
 #include "edgemap.h"
+#include "effect.h"
 #include "levels.h"
 #include "pencilsketch.h"
-#include "pensketch.h"
 #include "picturelimits.h"
-#include "postersketch.h"
 #include "randomsequence.h"
 #include "workingformat.h"
 
@@ -42,31 +41,39 @@ private:
     size_t m_at = 0;
 };
 
+// Values for every effect of the table from the input, each setting within
+// its range; then levels for the window's redraws and a colour sketch.
 struct Sliders
 {
+    std::vector<EffectValues> effects;
     int black = 150, white = 255;
-    PencilSettings pencil;
-    PosterSettings poster;
-    int threshold = 20, brush = 70;
+    ColourSketchSettings colour;
 };
 
 Sliders slidersFrom(Bytes &bytes)
 {
     Sliders s;
+    for (const Effect &effect : effects()) {
+        EffectValues values = effect.defaults();
+        for (const EffectSetting &setting : effect.settings)
+            values.numbers[QLatin1String(setting.name)]
+                    = bytes.between(setting.minimum, setting.maximum);
+        if (effect.contourLayer)
+            values.contours = bytes.next() % 2 == 0;
+        s.effects.push_back(values);
+    }
     s.black = bytes.between(0, 255);
     s.white = bytes.between(0, 255);
-    s.pencil.density = bytes.between(1, 10);
-    s.pencil.black = bytes.between(0, 255);
-    s.pencil.white = bytes.between(0, 255);
-    s.pencil.contours = bytes.next() % 2 == 0;
-    s.pencil.contourBlack = bytes.between(0, 255);
-    s.pencil.contourWhite = bytes.between(0, 255);
-    s.poster.colours = bytes.between(2, 30);
-    s.poster.contours = bytes.next() % 2 == 0;
-    s.poster.contourBlack = bytes.between(0, 255);
-    s.poster.contourWhite = bytes.between(0, 255);
-    s.threshold = bytes.between(0, 99);
-    s.brush = bytes.between(0, 500);
+    s.colour.threshold = bytes.between(0, 99);
+    s.colour.brush = bytes.between(0, 500);
+    return s;
+}
+
+Sliders startSliders()
+{
+    Sliders s;
+    for (const Effect &effect : effects())
+        s.effects.push_back(effect.defaults());
     return s;
 }
 
@@ -78,47 +85,65 @@ void require(bool condition)
 
 // The colour sketch as the window makes it (every level shown) and as the
 // tool makes it (only the last): the same picture.
-void colourBothWays(const QImage &picture, int threshold, int brush)
+void colourBothWays(const QImage &picture, const ColourSketchSettings &settings)
 {
     QImage lastShown;
     ColourSketchObserver observer;
     observer.level = [&lastShown](const QImage &level) { lastShown = level; };
-    const QImage shown = colourSketch(picture, threshold, brush, {}, observer);
-    const QImage made = colourSketch(picture, threshold, brush);
+    const QImage shown = colourSketch(picture, settings, {}, observer);
+    const QImage made = colourSketch(picture, settings);
     require(shown.isNull() == made.isNull());
     require(shown == made && shown == lastShown);
     if (!made.isNull())
         require(made.width() == picture.width());
 }
 
-// Every effect, then the window's redraws of the stored layers. The colour
-// sketch is made both ways when `bothColourWays` is set, once otherwise.
+// One effect; an effect with a contour layer also without it, from the same
+// random state: the layer laid over that must give the drawing.
+void drawEffect(const Effect &effect, const QImage &working, const unsigned char *edges,
+                const EffectValues &values, RandomSequence &random, const Sliders &s)
+{
+    RandomSequence plainRandom = random;
+    QString problem;
+    const QImage drawing = effect.draw(working, effect.needsEdges ? edges : nullptr, values, random,
+                                       {}, &problem);
+    if (drawing.isNull()) {
+        require(!problem.isEmpty());
+        return;
+    }
+    require(drawing.width() == working.width());
+    if (effect.greyLines)
+        require(levelledHatching(drawing, s.black, s.white).size() == drawing.size());
+    if (!effect.contourLayer || !values.contours)
+        return;
+    require(drawing.size() == working.size());
+    EffectValues plainValues = values;
+    plainValues.contours = false;
+    const QImage plain = effect.draw(working, edges, plainValues, plainRandom, {}, &problem);
+    ContourSettings contours;
+    contours.black = values.value("contour-black");
+    contours.white = values.value("contour-white");
+    require(withContours(plain, edges, contours) == drawing);
+}
+
+// Every effect of the table from one random sequence, as the window draws
+// them, then the window's redraws of stored layers. The colour sketch is
+// also made both ways when `bothColourWays` is set.
 void drawEverything(const QImage &picture, const Sliders &s, bool bothColourWays)
 {
     const QImage working = toWorkingFormat(picture);
     require(isWorkingFormat(working.format()));
     std::vector<unsigned char> edges(size_t(working.width()) * size_t(working.height()));
     labsobellight2(working, edges.data());
-    require(pensketch(working, edges.data(), s.black, s.white).size() == working.size());
 
     RandomSequence random;
-    QImage hatch, pen;
-    const QImage pencil = pencilSketch(working, edges.data(), s.pencil, random, {}, &hatch, &pen);
-    require(pencil.size() == working.size());
-    levelimg(hatch, s.pencil.black, s.pencil.white);
-    multiplyContours(pen, edges.data(), s.pencil.contourBlack, s.pencil.contourWhite);
-
-    QImage plain;
-    const QImage poster = posterSketch(working, edges.data(), s.poster, random, {}, &plain);
-    require(poster.size() == working.size());
-    layPosterContours(plain, edges.data(), s.poster.contourBlack, s.poster.contourWhite);
+    for (size_t i = 0; i < effects().size(); ++i)
+        drawEffect(effects()[i], working, edges.data(), s.effects[i], random, s);
 
     QImage layer = working.copy();
     penLevels(layer, edges.data(), s.black, s.white);
     if (bothColourWays)
-        colourBothWays(working, s.threshold, s.brush);
-    else
-        colourSketch(working, s.threshold, s.brush);
+        colourBothWays(working, s.colour);
 }
 
 // The pixel formats Qt's readers give, and a few more.
@@ -154,7 +179,7 @@ void fuzzReadAndDraw(const uint8_t *data, size_t size)
     }
     if (picture.width() > LargestRead || picture.height() > LargestRead)
         return;
-    drawEverything(picture, Sliders(), false);
+    drawEverything(picture, startSliders(), false);
 }
 
 void fuzzEffects(const uint8_t *data, size_t size)

@@ -6,7 +6,7 @@
 #include "labconvert.h"
 #include "labsamples.h"
 #include "lloyd.h"
-#include "smartcenters.h"
+#include "smartcentres.h"
 #include "stagetimer.h"
 #include "workingformat.h"
 

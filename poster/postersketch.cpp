@@ -1,6 +1,5 @@
 #include "postersketch.h"
 
-#include "contours.h"
 #include "poster.h"
 #include "stagetimer.h"
 
@@ -11,16 +10,10 @@ QImage posterSketch(const QImage &source, const unsigned char *edges,
     QImage poster = Poster(source, settings.colours, random, progress);
     if (plain)
         *plain = poster;
-    if (settings.contours) {
+    if (settings.contours.on && poster.width() > 0 && poster.height() > 0) {
         StageTimer timer("poster");
-        layPosterContours(poster, edges, settings.contourBlack, settings.contourWhite);
+        multiplyContours(poster, edges, settings.contours.black, settings.contours.white);
         timer.stage("contours");
     }
     return poster;
-}
-
-void layPosterContours(QImage &poster, const unsigned char *edges, int black, int white)
-{
-    if (poster.width() > 0 && poster.height() > 0)
-        multiplyContours(poster, edges, black, white);
 }

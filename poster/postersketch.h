@@ -1,5 +1,6 @@
 #pragma once
 
+#include "contours.h"
 #include "progress.h"
 #include "randomsequence.h"
 
@@ -8,9 +9,7 @@
 struct PosterSettings
 {
     int colours = 3;
-    bool contours = true;
-    int contourBlack = 200;
-    int contourWhite = 255;
+    ContourSettings contours;
 };
 
 // The poster as the "Create" command makes it: Poster(), then, when
@@ -19,6 +18,3 @@ struct PosterSettings
 QImage posterSketch(const QImage &source, const unsigned char *edges,
                     const PosterSettings &settings, RandomSequence &random,
                     const Progress &progress = {}, QImage *plain = nullptr);
-
-// Multiplies the contour layer over a poster, in place.
-void layPosterContours(QImage &poster, const unsigned char *edges, int black, int white);

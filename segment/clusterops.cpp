@@ -14,25 +14,23 @@ bool CSegmentor::Next(int limit)
     return withEntries([&](auto form) { return next<decltype(form)>(limit); });
 }
 
-bool CSegmentor::SetNeighbours(int c, const std::vector<int> &list)
+void CSegmentor::SetNeighbours(int c, const std::vector<int> &list)
 {
     withEntries([&](auto form) {
         for (int n : list)
             lists<decltype(form)>().pool.set(at(c).m_neighbours, quint32(n), quint16(cdiff(c, n)));
     });
     update(c);
-    return true;
 }
 
-bool CSegmentor::NewNeighbour(int c, int old, int replacement)
+void CSegmentor::NewNeighbour(int c, int old, int replacement)
 {
     withEntries([&](auto form) { receive<decltype(form)>(c, old, replacement); });
-    return true;
 }
 
-bool CSegmentor::NotifyNeighbours(int c, int replacement)
+void CSegmentor::NotifyNeighbours(int c, int replacement)
 {
-    return withEntries([&](auto form) { return notify<decltype(form)>(c, replacement); });
+    withEntries([&](auto form) { notify<decltype(form)>(c, replacement); });
 }
 
 void CSegmentor::update(int c)
@@ -40,9 +38,9 @@ void CSegmentor::update(int c)
     withEntries([&](auto form) { updateWith<decltype(form)>(c); });
 }
 
-bool CSegmentor::EatNeighbour(int eater, int victim)
+void CSegmentor::EatNeighbour(int eater, int victim)
 {
-    return withEntries([&](auto form) { return eatNeighbour<decltype(form)>(eater, victim); });
+    withEntries([&](auto form) { eatNeighbour<decltype(form)>(eater, victim); });
 }
 
 int CSegmentor::Feed(int c)
@@ -52,7 +50,8 @@ int CSegmentor::Feed(int c)
         const int n = nearestNeighbour<Form>(c);
         if (n == NoCluster)
             return int(NoCluster);
-        return eatNeighbour<Form>(n, c) ? n : int(NoCluster);
+        eatNeighbour<Form>(n, c);
+        return n;
     });
 }
 
@@ -63,7 +62,8 @@ int CSegmentor::Eat(int c)
         const int n = nearestNeighbour<Form>(c);
         if (n == NoCluster)
             return int(NoCluster);
-        return eatNeighbour<Form>(c, n) ? n : int(NoCluster);
+        eatNeighbour<Form>(c, n);
+        return n;
     });
 }
 
@@ -168,10 +168,11 @@ quint16 CSegmentor::receive(int c, int old, int replacement)
     // A list in the record is searched for its smallest distance in a few
     // instructions, cheaper than the branch that would avoid it.
     if (list.size() <= NeighbourPool<Form>::Inline) {
-        refile(c, std::min<quint16>(500, pool.least(list)));
+        refile(c, std::min<quint16>(LikenessCeiling, pool.least(list)));
         return distance;
     }
-    const bool known = before < 500 && replaced.removed != before && replaced.overwritten != before;
+    const bool known = before < LikenessCeiling && replaced.removed != before
+            && replaced.overwritten != before;
     if (known)
         refile(c, std::min(before, distance));
     else
@@ -187,7 +188,7 @@ quint16 CSegmentor::receive(int c, int old, int replacement)
 // record is requested a message ahead. Each neighbour's new distance to the
 // replacement is kept beside the snapshot, for the merge that follows.
 template<typename Form>
-bool CSegmentor::notify(int c, int replacement)
+void CSegmentor::notify(int c, int replacement)
 {
     const NeighbourPool<Form> &pool = lists<Form>().pool;
     if (size_t(m_depth) == m_snapshots.size())
@@ -218,22 +219,22 @@ bool CSegmentor::notify(int c, int replacement)
             distances[i] = receive<Form>(n, c, replacement);
     }
     --m_depth;
-    return true;
 }
 
 template<typename Form>
 void CSegmentor::updateWith(int c)
 {
     CCluster &cluster = at(c);
-    cluster.m_likeness = 500;
+    cluster.m_likeness = LikenessCeiling;
     if (cluster.m_pixelCount > m_clusterthresh) {
         notify<Form>(c, NoCluster);
-        cluster.m_likeness = 999;
-        refile(c, 999);
+        cluster.m_likeness = NeverMerges;
+        refile(c, NeverMerges);
     } else if (cluster.m_neighbours.size() > 0) {
-        refile(c, std::min<quint16>(500, lists<Form>().pool.least(cluster.m_neighbours)));
+        refile(c,
+               std::min<quint16>(LikenessCeiling, lists<Form>().pool.least(cluster.m_neighbours)));
     } else {
-        refile(c, 999);
+        refile(c, NeverMerges);
     }
 }
 
@@ -247,7 +248,7 @@ void CSegmentor::move(CCluster &cluster)
 // The merge of the lists finds the eater's smallest distance on the way,
 // so that its likeness needs no search of the list unless it is full.
 template<typename Form>
-bool CSegmentor::eatNeighbour(int eater, int victim)
+void CSegmentor::eatNeighbour(int eater, int victim)
 {
     CCluster &e = at(eater);
     const CCluster &v = at(victim);
@@ -269,8 +270,7 @@ bool CSegmentor::eatNeighbour(int eater, int victim)
     if (e.m_pixelCount > m_clusterthresh || e.m_neighbours.size() == 0)
         updateWith<Form>(eater);
     else
-        refile(eater, std::min<quint16>(500, least));
-    return true;
+        refile(eater, std::min<quint16>(LikenessCeiling, least));
 }
 
 // The eater takes every neighbour of the victim with a fresh distance,
@@ -347,8 +347,8 @@ bool CSegmentor::eatAll(int c)
             if (distance != at(c).m_likeness)
                 continue;
             const int n = int(key);
-            if (eatNeighbour<Form>(c, n))
-                discard(n);
+            eatNeighbour<Form>(c, n);
+            discard(n);
         }
         if (m_yield)
             m_yield();

@@ -22,16 +22,16 @@ QImage colourSketchWorkingPicture(const QImage &source)
     return source;
 }
 
-ColourSketch::ColourSketch(const QImage &source, int threshold, int brush,
+ColourSketch::ColourSketch(const QImage &source, const ColourSketchSettings &settings,
                            const std::function<void()> &yield)
     : m_width(source.width())
-    , m_threshold(threshold)
+    , m_threshold(settings.threshold)
 {
     StageTimer timer("colour sketch");
     const QImage working = colourSketchWorkingPicture(toWorkingFormat(source));
     m_workingSize = working.size();
     m_working = working;
-    m_segmentor = std::make_unique<CSegmentor>(working, brush);
+    m_segmentor = std::make_unique<CSegmentor>(working, settings.brush);
     m_segmentor->setYield(yield);
     timer.stage("segmenter");
 }
@@ -74,7 +74,7 @@ QImage ColourSketch::picture()
     return m_segmentor->CurrentImage().scaledToWidth(m_width, Qt::SmoothTransformation);
 }
 
-int ColourSketch::levelProgress()
+int ColourSketch::takeLevelProgress()
 {
     const int value = m_threshold > 0 ? m_step / m_threshold + 10 : 10;
     m_step += 90;
@@ -115,12 +115,12 @@ struct LevelTimes
 
 } // namespace
 
-QImage colourSketch(const QImage &source, int threshold, int brush, const Progress &progress,
-                    const ColourSketchObserver &observer)
+QImage colourSketch(const QImage &source, const ColourSketchSettings &settings,
+                    const Progress &progress, const ColourSketchObserver &observer)
 {
     StageTimer timer("colour sketch");
     progress.report(5);
-    ColourSketch sketch(source, threshold, brush, progress.processEvents);
+    ColourSketch sketch(source, settings, progress.processEvents);
     progress.report(10);
     if (observer.started)
         observer.started();
@@ -144,7 +144,7 @@ QImage colourSketch(const QImage &source, int threshold, int brush, const Progre
             times.lap(times.showing);
         }
         progress.yield();
-        progress.report(sketch.levelProgress());
+        progress.report(sketch.takeLevelProgress());
         if (observer.stopped && observer.stopped())
             break;
     }

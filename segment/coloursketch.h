@@ -10,6 +10,14 @@
 class CSegmentor;
 class LevelPictures;
 
+struct ColourSketchSettings
+{
+    // The largest colour distance at which neighbouring regions still merge.
+    int threshold = 20;
+    // The largest region, in pixels of the working picture, that still merges.
+    int brush = 70;
+};
+
 // The working picture of a colour sketch: a picture of more than a million
 // pixels is scaled down (fast transformation) to about a million, keeping
 // its proportions; others are used as they are.
@@ -17,9 +25,9 @@ QImage colourSketchWorkingPicture(const QImage &source);
 
 // The colour sketch as the "Create" command runs it, a level at a time:
 //
-//     ColourSketch sketch(source, threshold, brush);   // progress 5 first
+//     ColourSketch sketch(source, settings);   // progress 5 first
 //     while (sketch.nextLevel())
-//         show(sketch.picture()), progress(sketch.levelProgress());
+//         show(sketch.picture()), progress(sketch.takeLevelProgress());
 //
 // Between levels the picture coarsens; the last picture is the result.
 class ColourSketch
@@ -27,7 +35,7 @@ class ColourSketch
 public:
     // Reduces the picture and builds the segmenter. `yield` is called after
     // every merge.
-    ColourSketch(const QImage &source, int threshold, int brush,
+    ColourSketch(const QImage &source, const ColourSketchSettings &settings,
                  const std::function<void()> &yield = {});
     ~ColourSketch();
     ColourSketch(const ColourSketch &) = delete;
@@ -50,9 +58,9 @@ public:
     // the first nextLevel().
     void keepOnlyTheLastLevel();
     QImage lastPicture();
-    // The progress after the level just reached: 10 + 90 k / threshold for
-    // the k-th level.
-    int levelProgress();
+    // The progress after the level just reached, 10 + 90 k / threshold for
+    // the k-th level; each call moves on to the next level's.
+    int takeLevelProgress();
     QSize workingSize() const { return m_workingSize; }
 
 private:
@@ -81,5 +89,5 @@ struct ColourSketchObserver
 // the level's progress. Yields after every merge too. Returns the picture
 // of the last level, or a null picture when no level is reached (threshold
 // 0, a picture of one colour, brushstroke size 0).
-QImage colourSketch(const QImage &source, int threshold, int brush, const Progress &progress = {},
-                    const ColourSketchObserver &observer = {});
+QImage colourSketch(const QImage &source, const ColourSketchSettings &settings,
+                    const Progress &progress = {}, const ColourSketchObserver &observer = {});

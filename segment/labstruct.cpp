@@ -2,7 +2,7 @@
 
 #include <QtGui/qrgb.h>
 
-int cdiff(unsigned int rgb1, unsigned int rgb2)
+int rgbdiff(unsigned int rgb1, unsigned int rgb2)
 {
     const int dr = qRed(rgb1) - qRed(rgb2);
     const int dg = qGreen(rgb1) - qGreen(rgb2);

@@ -34,5 +34,5 @@ inline int clabdiff(Labstruct p, Labstruct q)
 }
 
 // The truncated Euclidean distance of two pixels' red, green and blue bytes,
-// without Lab. A utility; the segmenter measures in Lab.
-int cdiff(unsigned int rgb1, unsigned int rgb2);
+// without Lab. A utility; the segmenter measures in Lab (CSegmentor::cdiff).
+int rgbdiff(unsigned int rgb1, unsigned int rgb2);

@@ -30,10 +30,9 @@ qint64 CPriorQueue2::Update(qint64 h, int priority)
     return Register(cluster, priority);
 }
 
-bool CPriorQueue2::Remove(qint64 h)
+void CPriorQueue2::Remove(qint64 h)
 {
     m_buckets[size_t(handle2priority(quint64(h)))][size_t(handle2index(quint64(h)))] = None;
-    return true;
 }
 
 int CPriorQueue2::take()

@@ -38,7 +38,7 @@ public:
     // Refiles the cluster of handle `h` when its priority is no longer
     // `priority`; returns its handle, the same one when nothing moved.
     qint64 Update(qint64 h, int priority);
-    bool Remove(qint64 h);
+    void Remove(qint64 h);
     // The cluster to merge next, out of the queue for good; None when the
     // queue is empty.
     int take();

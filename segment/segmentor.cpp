@@ -154,10 +154,10 @@ void CSegmentor::wire(const std::vector<quint32> &colours)
     const int count = int(size);
     const int h = m_height;
     // At a size below 1 every cluster is full from the start: it keeps no
-    // neighbours, tells no one, and waits at 999.
+    // neighbours, tells no one, and waits at NeverMerges.
     const bool full = m_clusterthresh < 1;
     DistancesAhead ahead;
-    std::vector<quint16> likeness(size, 999);
+    std::vector<quint16> likeness(size, NeverMerges);
     if (!full && size > 0) {
         std::vector<qint16> L(size), a(size), b(size);
         for (size_t c = 0; c < size; ++c) {
@@ -174,13 +174,13 @@ void CSegmentor::wire(const std::vector<quint32> &colours)
         distancesAhead(L.data(), a.data(), b.data(), count, h - 1, ahead.upRight.data());
         for (int x = 0, c = 0; x < m_width; ++x) {
             for (int y = 0; y < h; ++y, ++c) {
-                quint16 least = 500;
+                quint16 least = LikenessCeiling;
                 bool any = false;
                 neighbourhood(ahead, m_width, h, x, y, [&](int, quint16 distance) {
                     least = std::min(least, distance);
                     any = true;
                 });
-                likeness[size_t(c)] = any ? least : 999;
+                likeness[size_t(c)] = any ? least : NeverMerges;
             }
         }
     }
@@ -305,6 +305,7 @@ QRgb CSegmentor::color(int c)
 QImage CSegmentor::CurrentImage()
 {
     QImage image = newImage(m_image, m_image.format());
+    // Pixels of no live region keep this value, a transparent near-black.
     image.fill(2u);
     if (m_width < 1 || m_height < 1)
         return image;

@@ -12,6 +12,13 @@
 #include <utility>
 #include <vector>
 
+// The likeness of a cluster that never merges again, full or without
+// neighbours: above every threshold the command passes.
+constexpr quint16 NeverMerges = 999;
+// The likeness a cluster's smallest distance is capped at; real distances
+// between Lab colours stay far below it.
+constexpr quint16 LikenessCeiling = 500;
+
 // One region of the segmentation, with its first neighbours: what a merge
 // reads of a cluster lies in one 64-byte record, one cache line. Clusters
 // live in one array of the segmenter, numbered by creation: the cluster
@@ -19,8 +26,8 @@
 // over neighbours goes by these numbers.
 struct CCluster
 {
-    // The smallest distance to a neighbour, at most 500; 999 when the
-    // cluster is full or has no neighbours.
+    // The smallest distance to a neighbour, at most LikenessCeiling;
+    // NeverMerges when the cluster is full or has no neighbours.
     quint16 m_likeness;
     // The priority under which the cluster is filed, and its slot there;
     // slot -1 while it is not filed.
@@ -123,11 +130,11 @@ public:
     // The neighbours in order, with their distances.
     std::vector<std::pair<int, int>> neighbours(int c) const;
     std::vector<QPoint> pixels(int c);
-    bool SetNeighbours(int c, const std::vector<int> &list);
-    bool NewNeighbour(int c, int old, int replacement);
-    bool NotifyNeighbours(int c, int replacement);
+    void SetNeighbours(int c, const std::vector<int> &list);
+    void NewNeighbour(int c, int old, int replacement);
+    void NotifyNeighbours(int c, int replacement);
     void update(int c);
-    bool EatNeighbour(int eater, int victim);
+    void EatNeighbour(int eater, int victim);
     int Feed(int c);
     int Eat(int c);
     bool EatAll(int c);
@@ -188,14 +195,14 @@ private:
     template<typename Form>
     bool next(int limit);
     template<typename Form>
-    bool notify(int c, int replacement);
+    void notify(int c, int replacement);
     // NewNeighbour(); returns the distance written, NoDistance for none.
     template<typename Form>
     quint16 receive(int c, int old, int replacement);
     template<typename Form>
     void updateWith(int c);
     template<typename Form>
-    bool eatNeighbour(int eater, int victim);
+    void eatNeighbour(int eater, int victim);
     template<typename Form>
     quint16 mergeVictimsNeighbours(int eater, int victim, const Snapshot &told);
     // The first neighbour at the cluster's likeness, or NoCluster.

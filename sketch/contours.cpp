@@ -59,3 +59,12 @@ void multiplyContours(QImage &image, const unsigned char *edges, int black, int 
     else
         multiplyGreyLayer<multiplyChannelArgb32>(image, edges, black, white);
 }
+
+QImage withContours(const QImage &picture, const unsigned char *edges,
+                    const ContourSettings &contours)
+{
+    QImage result = picture.copy();
+    if (contours.on && result.width() > 0 && result.height() > 0)
+        multiplyContours(result, edges, contours.black, contours.white);
+    return result;
+}

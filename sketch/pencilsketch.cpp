@@ -1,6 +1,5 @@
 #include "pencilsketch.h"
 
-#include "contours.h"
 #include "levels.h"
 #include "pencilhatch.h"
 
@@ -9,7 +8,7 @@ QImage pencilSketch(const QImage &source, const unsigned char *edges,
                     const Progress &progress, QImage *hatch, QImage *pen)
 {
     QImage image = pencilhatch(source, settings.black, settings.white, settings.density, 0,
-                               settings.contours, random, progress);
+                               settings.contours.on, random, progress);
     progress.report(70);
     if (hatch)
         *hatch = image;
@@ -17,8 +16,15 @@ QImage pencilSketch(const QImage &source, const unsigned char *edges,
     progress.report(80);
     if (pen)
         *pen = image;
-    if (settings.contours)
-        multiplyContours(image, edges, settings.contourBlack, settings.contourWhite);
+    if (settings.contours.on)
+        multiplyContours(image, edges, settings.contours.black, settings.contours.white);
     progress.report(99);
     return image;
+}
+
+QImage levelledHatching(const QImage &hatch, int black, int white)
+{
+    QImage pen = hatch.copy();
+    levelimg(pen, black, white);
+    return pen;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "contours.h"
 #include "progress.h"
 #include "randomsequence.h"
 
@@ -7,12 +8,12 @@
 
 struct PencilSettings
 {
+    // The spacing of the rising strokes.
     int density = 6;
+    // The tone levels of the hatching.
     int black = 60;
     int white = 180;
-    bool contours = true;
-    int contourBlack = 200;
-    int contourWhite = 255;
+    ContourSettings contours;
 };
 
 // The pencil sketch as the "Create" command makes it: the hatching, its tone
@@ -22,3 +23,7 @@ struct PencilSettings
 QImage pencilSketch(const QImage &source, const unsigned char *edges,
                     const PencilSettings &settings, RandomSequence &random,
                     const Progress &progress = {}, QImage *hatch = nullptr, QImage *pen = nullptr);
+
+// The stored raw hatching with new tone levels: what the pencil page redraws
+// when its black or white slider moves, before the contours go over it.
+QImage levelledHatching(const QImage &hatch, int black, int white);

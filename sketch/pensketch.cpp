@@ -4,7 +4,7 @@
 #include "levels.h"
 #include "workingformat.h"
 
-QImage pensketch(const QImage &source, const unsigned char *edges, int black, int white,
+QImage pensketch(const QImage &source, const unsigned char *edges, const PenSettings &settings,
                  const Progress &progress)
 {
     QImage sketch = newImage(source, toWorkingFormat(source).format());
@@ -17,7 +17,7 @@ QImage pensketch(const QImage &source, const unsigned char *edges, int black, in
         const int rows = qMin(Band, height - top);
         QImage band(sketch.scanLine(top), sketch.width(), rows, sketch.bytesPerLine(),
                     sketch.format());
-        penLevels(band, edges + qsizetype(top) * source.width(), black, white);
+        penLevels(band, edges + qsizetype(top) * source.width(), settings.black, settings.white);
         columns.advance(top + rows, height);
     }
     columns.finish();

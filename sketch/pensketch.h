@@ -4,8 +4,14 @@
 
 #include <QImage>
 
+struct PenSettings
+{
+    int black = 150;
+    int white = 255;
+};
+
 // The pen sketch: a picture of `source`'s size and format whose every pixel
 // is level(255 - edge, black, white). Reports 95 * x / width + 5 after each
 // column x.
-QImage pensketch(const QImage &source, const unsigned char *edges, int black, int white,
+QImage pensketch(const QImage &source, const unsigned char *edges, const PenSettings &settings,
                  const Progress &progress = {});

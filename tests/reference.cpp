@@ -3,26 +3,85 @@
 #include <QMap>
 #include <QSet>
 
+#include <algorithm>
 #include <cmath>
 
 namespace reference {
 
-static double linear(int c)
+// The sRGB transfer curve undone and put in percent: a channel byte as a
+// fraction of 255 is divided by 12.92 up to 0.04045, and above it is
+// ((fraction + 0.055) / 1.055) to the power 2.4.
+static double linearPercent(int channelByte)
 {
-    double v = c / 255.0;
-    if (v > 0.04045)
-        v = pow((v + 0.055) / 1.055, 2.4);
-    else
-        v = v / 12.92;
-    return v * 100.0;
+    const double fraction = channelByte / 255.0;
+    const double linear
+            = fraction <= 0.04045 ? fraction / 12.92 : std::pow((fraction + 0.055) / 1.055, 2.4);
+    return linear * 100.0;
+}
+
+// CIE's f(t): a cube root above 0.008856, the straight line 7.787 t + 16/116
+// below it.
+static double cieF(double t)
+{
+    if (t <= 0.008856)
+        return t * 7.787 + 0.13793103448275862;
+    return std::pow(t, 0.3333333333333333);
 }
 
 int rgbtol(unsigned int rgb)
 {
-    const double R = linear(qRed(rgb)), G = linear(qGreen(rgb)), B = linear(qBlue(rgb));
-    const double Y = (R * 0.2126 + G * 0.7152 + B * 0.0722) / 100.0;
-    const double f = Y > 0.008856 ? pow(Y, 0.3333333333333333) : Y * 7.787 + 0.13793103448275862;
-    return int(116.0 * f - 16.0);
+    int L, a, b;
+    rgbtolab(rgb, &L, &a, &b);
+    return L;
+}
+
+void rgbtolab(unsigned int rgb, int *L, int *a, int *b)
+{
+    const double red = linearPercent(int((rgb >> 16) & 0xFF));
+    const double green = linearPercent(int((rgb >> 8) & 0xFF));
+    const double blue = linearPercent(int(rgb & 0xFF));
+    // X, Y and Z relative to the D65 white.
+    const double x = (red * 0.4124 + green * 0.3576 + blue * 0.1805) / 95.047;
+    const double y = (red * 0.2126 + green * 0.7152 + blue * 0.0722) / 100.0;
+    const double z = (red * 0.0193 + green * 0.1192 + blue * 0.9505) / 108.883;
+    *L = int(116 * cieF(y) - 16);
+    *a = int(500 * (cieF(x) - cieF(y)));
+    *b = int(200 * (cieF(y) - cieF(z)));
+}
+
+// f's inverse: the cube, unless that is not above 0.008856, then the line
+// solved for t.
+static double cieFInverse(double f)
+{
+    const double cube = std::pow(f, 3.0);
+    return cube > 0.008856 ? cube : (f - 0.13793103448275862) / 7.787;
+}
+
+// The sRGB curve applied to a linear fraction, scaled to a byte and clamped.
+static int companded(double linear)
+{
+    const double v = linear > 0.0031308 ? 1.055 * std::pow(linear, 0.4166666666666667) - 0.055
+                                        : 12.92 * linear;
+    const double scaled = v * 255.0;
+    if (scaled < 0)
+        return 0;
+    if (scaled > 255)
+        return 255;
+    return int(scaled);
+}
+
+QRgb lab2rgb(int L, int a, int b)
+{
+    const double fy = (L + 16) / 116.0;
+    const double fx = a / 500.0 + fy;
+    const double fz = b / -200.0 + fy;
+    const double X = cieFInverse(fx) * 95.047 / 100;
+    const double Y = cieFInverse(fy) * 100 / 100;
+    const double Z = cieFInverse(fz) * 108.883 / 100;
+    const int red = companded(3.2406 * X - 1.5372 * Y - 0.4986 * Z);
+    const int green = companded(-0.9689 * X + 1.8758 * Y + 0.0415 * Z);
+    const int blue = companded(0.0557 * X - 0.204 * Y + 1.057 * Z);
+    return qRgba(red, green, blue, 255);
 }
 
 std::vector<double> kernel(int n, double sigma)
@@ -130,19 +189,20 @@ void labsobellight2(const QImage &picture, unsigned char *edges, const Progress 
     }
 }
 
+// Above the white level white, below the black level black, and between
+// them the span stretched over 0..255 (a span below 1 counts as 1), with
+// anything past 255 white; the tests in that order.
 QRgb level(int v, int black, int white)
 {
+    const QRgb whitePixel = qRgb(255, 255, 255);
+    const QRgb blackPixel = qRgb(0, 0, 0);
     if (v > white)
-        return 0xFFFFFFFF;
+        return whitePixel;
     if (v < black)
-        return 0xFF000000;
-    int d = white - black;
-    if (d < 1)
-        d = 1;
-    const int g = ((v - black) * 255) / d;
-    if (g > 255)
-        return 0xFFFFFFFF;
-    return 0xFF000000u + unsigned(g) * 65536u + unsigned(g) * 256u + unsigned(g);
+        return blackPixel;
+    const int span = std::max(white - black, 1);
+    const int grey = (v - black) * 255 / span;
+    return grey > 255 ? whitePixel : qRgb(grey, grey, grey);
 }
 
 QImage pensketch(const QImage &source, const unsigned char *edges, int black, int white)

@@ -15,6 +15,8 @@
 namespace reference {
 
 int rgbtol(unsigned int rgb);
+void rgbtolab(unsigned int rgb, int *L, int *a, int *b);
+QRgb lab2rgb(int L, int a, int b);
 std::vector<double> kernel(int n, double sigma);
 void blur(const QImage &source, QImage &destination, int n, double sigma);
 // The blurred copy the edge map starts from, frame filled from the nearest

@@ -20,6 +20,8 @@ private slots:
     void labdiffTruncatesTheDistance();
     void lightnessTableMatchesRgbtolForEveryColour();
     void rgbtolabManyMatchesRgbtolabForEveryColour();
+    void rgbtolabMatchesTheLiteralConversion();
+    void lab2rgbMatchesTheLiteralConversion();
     void rgbtolabManyIgnoresAlphaAndHandlesShortRuns();
 };
 
@@ -175,6 +177,49 @@ void TestColour::rgbtolabManyMatchesRgbtolabForEveryColour()
              qPrintable(QString("%1 colours differ, the first #%2")
                                 .arg(mismatches)
                                 .arg(firstMismatch, 8, 16, QChar('0'))));
+}
+
+// The conversions themselves against their literal transcriptions, on every
+// third value of each channel.
+void TestColour::rgbtolabMatchesTheLiteralConversion()
+{
+    for (int r = 0; r < 256; r += 3) {
+        for (int g = 0; g < 256; g += 3) {
+            for (int b = 0; b < 256; b += 3) {
+                const QRgb colour = qRgb(r, g, b);
+                int L, A, B, refL, refA, refB;
+                rgbtolab(colour, &L, &A, &B);
+                reference::rgbtolab(colour, &refL, &refA, &refB);
+                if (L != refL || A != refA || B != refB)
+                    QFAIL(qPrintable(QString("rgbtolab(#%1) is (%2, %3, %4), not (%5, %6, %7)")
+                                             .arg(colour, 8, 16, QChar('0'))
+                                             .arg(L)
+                                             .arg(A)
+                                             .arg(B)
+                                             .arg(refL)
+                                             .arg(refA)
+                                             .arg(refB)));
+            }
+        }
+    }
+}
+
+// Every lightness, every second a and b, out of gamut included.
+void TestColour::lab2rgbMatchesTheLiteralConversion()
+{
+    for (int L = 0; L <= 100; ++L) {
+        for (int a = -128; a < 128; a += 2) {
+            for (int b = -128; b < 128; b += 2) {
+                if (lab2rgb(L, a, b) != reference::lab2rgb(L, a, b))
+                    QFAIL(qPrintable(QString("lab2rgb(%1, %2, %3) is #%4, not #%5")
+                                             .arg(L)
+                                             .arg(a)
+                                             .arg(b)
+                                             .arg(lab2rgb(L, a, b), 8, 16, QChar('0'))
+                                             .arg(reference::lab2rgb(L, a, b), 8, 16, QChar('0'))));
+            }
+        }
+    }
 }
 
 void TestColour::rgbtolabManyIgnoresAlphaAndHandlesShortRuns()

@@ -83,7 +83,7 @@ void TestColourPage::create()
     std::vector<QImage> levels;
     ColourSketchObserver observer;
     observer.level = [&levels](const QImage &level) { levels.push_back(level); };
-    const QImage expected = colourSketch(picture, 20, 70, {}, observer);
+    const QImage expected = colourSketch(picture, {20, 70}, {}, observer);
     QVERIFY(levels.size() >= 3);
     KESTROVA_COMPARE_PICTURES(shown(), expected);
     QVERIFY(m_window->hasSketch);
@@ -317,7 +317,7 @@ void TestColourPage::createDuringCreate()
     });
     m_window->ui->pushButtonColorSketch->click();
     QCOMPARE(reentered, 1);
-    KESTROVA_COMPARE_PICTURES(shown(), colourSketch(picture, 30, 70));
+    KESTROVA_COMPARE_PICTURES(shown(), colourSketch(picture, {30, 70}));
     QVERIFY(m_window->hasSketch);
     QVERIFY(!m_window->ui->progressBar->isVisible());
     QCOMPARE(m_window->cursor().shape(), Qt::ArrowCursor);

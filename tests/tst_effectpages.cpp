@@ -56,7 +56,7 @@ void TestEffectPages::penCreate()
     m_window->ui->pushButtonPencilSketch->click();
 
     const std::vector<unsigned char> edges = edgeMapOf(picture);
-    KESTROVA_COMPARE_PICTURES(shown(), pensketch(picture, edges.data(), 150, 255));
+    KESTROVA_COMPARE_PICTURES(shown(), pensketch(picture, edges.data(), {150, 255}));
     QVERIFY(m_window->hasSketch);
     QCOMPARE(m_window->sketchItem->zValue(), 10.0);
     QVERIFY(!m_window->ui->progressBar->isVisible());
@@ -84,12 +84,12 @@ void TestEffectPages::penSlidersBeforeAndAfterCreate()
     QVERIFY(!m_window->sketchItem);
     m_window->ui->pushButtonPencilSketch->click();
     const std::vector<unsigned char> edges = edgeMapOf(picture);
-    KESTROVA_COMPARE_PICTURES(shown(), pensketch(picture, edges.data(), 100, 255));
+    KESTROVA_COMPARE_PICTURES(shown(), pensketch(picture, edges.data(), {100, 255}));
     m_window->ui->PencilLevelsSlider->setValue(120);
-    KESTROVA_COMPARE_PICTURES(shown(), pensketch(picture, edges.data(), 120, 255));
+    KESTROVA_COMPARE_PICTURES(shown(), pensketch(picture, edges.data(), {120, 255}));
     m_window->ui->pencilLevelSlider2->setValue(200);
     QCOMPARE(m_window->ui->labelDetails2->text(), QString("200"));
-    KESTROVA_COMPARE_PICTURES(shown(), pensketch(picture, edges.data(), 120, 200));
+    KESTROVA_COMPARE_PICTURES(shown(), pensketch(picture, edges.data(), {120, 200}));
     // Black above white: only black and white remain.
     m_window->ui->PencilLevelsSlider->setValue(230);
     const QImage image = shown();
@@ -183,8 +183,8 @@ void TestEffectPages::pencilTimersDebounce()
     PencilSettings settings;
     settings.black = 62;
     settings.white = 170;
-    settings.contourBlack = 190;
-    settings.contourWhite = 250;
+    settings.contours.black = 190;
+    settings.contours.white = 250;
     KESTROVA_COMPARE_PICTURES(shown(), pencilOf(picture, settings));
 }
 

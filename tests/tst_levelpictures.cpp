@@ -319,7 +319,7 @@ void TestLevelPictures::commandShowsTodaysLevels()
         shown.push_back(QImage());
         previous = level;
     };
-    const QImage result = colourSketch(source, threshold, 70, {}, observer);
+    const QImage result = colourSketch(source, {threshold, 70}, {}, observer);
     QCOMPARE(shown.size(), expected.size());
     COMPARE_BITS(result, expected.back());
     COMPARE_BITS(previous, expected.back());

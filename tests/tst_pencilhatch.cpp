@@ -321,8 +321,8 @@ void TestPencilHatch::sketchComposesLevelsAndContours()
     settings.density = 4;
     settings.black = 50;
     settings.white = 190;
-    settings.contourBlack = 180;
-    settings.contourWhite = 250;
+    settings.contours.black = 180;
+    settings.contours.white = 250;
     RandomSequence random, literalRandom;
     ProgressRecorder recorder;
     QImage hatchImage, penImage;
@@ -359,7 +359,7 @@ void TestPencilHatch::sketchWithoutContours()
     const QImage source = blockyPicture(40, 40, 13);
     std::vector<unsigned char> edges(40 * 40, 255);
     PencilSettings settings;
-    settings.contours = false;
+    settings.contours.on = false;
     RandomSequence random;
     QImage penImage;
     const QImage display

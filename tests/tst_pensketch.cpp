@@ -39,7 +39,7 @@ void TestPenSketch::initialLevelsGreys()
     QFETCH(int, edge);
     QFETCH(int, grey);
     const std::vector<unsigned char> edges(6, static_cast<unsigned char>(edge));
-    const QImage sketch = pensketch(filled(3, 2, 0xFF123456u), edges.data(), 150, 255);
+    const QImage sketch = pensketch(filled(3, 2, 0xFF123456u), edges.data(), {150, 255});
     for (int y = 0; y < 2; ++y) {
         for (int x = 0; x < 3; ++x)
             QCOMPARE(sketch.pixel(x, y), opaqueGrey(grey));
@@ -51,7 +51,7 @@ void TestPenSketch::blackAboveWhiteIsPureBlackAndWhite()
     std::vector<unsigned char> edges(256);
     for (int e = 0; e < 256; ++e)
         edges[e] = static_cast<unsigned char>(e);
-    const QImage sketch = pensketch(filled(16, 16, 0xFF000000u), edges.data(), 200, 100);
+    const QImage sketch = pensketch(filled(16, 16, 0xFF000000u), edges.data(), {200, 100});
     for (int e = 0; e < 256; ++e) {
         const QRgb pixel = sketch.pixel(e % 16, e / 16);
         QVERIFY(pixel == 0xFF000000u || pixel == 0xFFFFFFFFu);
@@ -62,9 +62,9 @@ void TestPenSketch::blackAboveWhiteIsPureBlackAndWhite()
 void TestPenSketch::keepsTheSourceFormat()
 {
     const std::vector<unsigned char> edges(12, 0);
-    QCOMPARE(pensketch(filled(4, 3, 0u, QImage::Format_ARGB32), edges.data(), 150, 255).format(),
+    QCOMPARE(pensketch(filled(4, 3, 0u, QImage::Format_ARGB32), edges.data(), {150, 255}).format(),
              QImage::Format_ARGB32);
-    QCOMPARE(pensketch(filled(4, 3, 0u), edges.data(), 150, 255).format(), QImage::Format_RGB32);
+    QCOMPARE(pensketch(filled(4, 3, 0u), edges.data(), {150, 255}).format(), QImage::Format_RGB32);
 }
 
 void TestPenSketch::progressSequence()
@@ -72,7 +72,7 @@ void TestPenSketch::progressSequence()
     const int width = 123, height = 77;
     const std::vector<unsigned char> edges(width * height, 9);
     ProgressRecorder recorder;
-    pensketch(filled(width, height, 0xFFFFFFFFu), edges.data(), 150, 255, recorder.progress());
+    pensketch(filled(width, height, 0xFFFFFFFFu), edges.data(), {150, 255}, recorder.progress());
     std::vector<int> expected;
     for (int x = 0; x < width; ++x)
         expected.push_back(95 * x / width + 5);
@@ -97,7 +97,7 @@ void TestPenSketch::matchesReference()
     QFETCH(int, white);
     std::vector<unsigned char> edges(size_t(image.width()) * image.height());
     labsobellight2(image, edges.data());
-    KESTROVA_COMPARE_PICTURES(pensketch(image, edges.data(), black, white),
+    KESTROVA_COMPARE_PICTURES(pensketch(image, edges.data(), {black, white}),
                               reference::pensketch(image, edges.data(), black, white));
 }
 

@@ -3,7 +3,7 @@
 #include "lloyd.h"
 #include "poster.h"
 #include "reference_poster.h"
-#include "smartcenters.h"
+#include "smartcentres.h"
 #include "testsupport.h"
 
 #include <QLoggingCategory>

@@ -119,8 +119,8 @@ void TestPosterPage::contourSlidersRedrawAfterTheTimer()
     QTest::qWait(300);
     QCOMPARE(contours.count(), 1);
     PosterSettings settings;
-    settings.contourBlack = 150;
-    settings.contourWhite = 240;
+    settings.contours.black = 150;
+    settings.contours.white = 240;
     KESTROVA_COMPARE_PICTURES(shown(), posterOf(picture, settings, expectedRandom));
 }
 

@@ -54,7 +54,7 @@ private slots:
     // Clusters
     void newClusters();
     void colourDistances();
-    void cdiffOfPixels();
+    void rgbdiffOfPixels();
     void thresholdZeroMakesEveryClusterFull();
     void fullOnlyAboveTheThreshold();
     void newNeighbourOverwrites();
@@ -136,7 +136,7 @@ void TestSegment::updateLeavesANullBehind()
     QCOMPARE(queue.bucket(4), (std::vector<int> {CPriorQueue2::None, 6}));
     QCOMPARE(queue.at(moved), 5);
     QCOMPARE(queue.Clusters(), (std::vector<int> {5, 6}));
-    QVERIFY(queue.Remove(moved));
+    queue.Remove(moved);
     QCOMPARE(queue.Clusters(), (std::vector<int> {6}));
 }
 
@@ -199,11 +199,11 @@ void TestSegment::colourDistances()
     QCOMPARE(segmentor.likeness(0), 0);
 }
 
-void TestSegment::cdiffOfPixels()
+void TestSegment::rgbdiffOfPixels()
 {
-    QCOMPARE(cdiff(0xFF000000u, 0xFF030400u), 5);
-    QCOMPARE(cdiff(0x00FFFFFFu, 0xFFFFFFFFu), 0);
-    QCOMPARE(cdiff(0xFFFFFFFFu, 0xFF000000u), 441);
+    QCOMPARE(rgbdiff(0xFF000000u, 0xFF030400u), 5);
+    QCOMPARE(rgbdiff(0x00FFFFFFu, 0xFFFFFFFFu), 0);
+    QCOMPARE(rgbdiff(0xFFFFFFFFu, 0xFF000000u), 441);
 }
 
 void TestSegment::thresholdZeroMakesEveryClusterFull()
@@ -414,7 +414,7 @@ void TestSegment::emptyPicture()
     CSegmentor segmentor(QImage(0, 4, QImage::Format_RGB32), 70);
     QCOMPARE(segmentor.clusterCount(), 0);
     QVERIFY(!segmentor.Next(20));
-    QVERIFY(colourSketch(QImage(), 20, 70).isNull());
+    QVERIFY(colourSketch(QImage(), {20, 70}).isNull());
 }
 
 void TestSegment::atMostLimitLevels()
@@ -446,7 +446,7 @@ void TestSegment::largePictureShownAtItsWidth()
 {
     // Noise: the first merge already reaches a level.
     const QImage picture = randomPicture(2000, 1000, 5);
-    ColourSketch sketch(picture, 20, 70);
+    ColourSketch sketch(picture, {20, 70});
     QCOMPARE(sketch.workingSize(), QSize(1414, 707));
     QVERIFY(sketch.nextLevel());
     QCOMPARE(sketch.picture().size(), QSize(2000, 1000));
@@ -459,7 +459,7 @@ void TestSegment::commandProgress()
     ColourSketchObserver observer;
     observer.level = [&levels](const QImage &level) { levels.push_back(level); };
     const QImage last
-            = colourSketch(blockyPicture(40, 30, 9), 20, 70, recorder.progress(), observer);
+            = colourSketch(blockyPicture(40, 30, 9), {20, 70}, recorder.progress(), observer);
     QVERIFY(levels.size() >= 3);
     std::vector<int> expected {5, 10};
     for (size_t k = 1; k <= levels.size(); ++k)
@@ -472,10 +472,10 @@ void TestSegment::commandProgress()
 
 void TestSegment::noLevelMeansNoPicture()
 {
-    QVERIFY(colourSketch(blockyPicture(20, 10, 4), 0, 70).isNull());
-    QVERIFY(colourSketch(filled(20, 10, 0xFF808080u), 99, 70).isNull());
-    QVERIFY(colourSketch(blockyPicture(20, 10, 4), 99, 0).isNull());
-    QVERIFY(!colourSketch(blockyPicture(20, 10, 4), 99, 70).isNull());
+    QVERIFY(colourSketch(blockyPicture(20, 10, 4), {0, 70}).isNull());
+    QVERIFY(colourSketch(filled(20, 10, 0xFF808080u), {99, 70}).isNull());
+    QVERIFY(colourSketch(blockyPicture(20, 10, 4), {99, 0}).isNull());
+    QVERIFY(!colourSketch(blockyPicture(20, 10, 4), {99, 70}).isNull());
 }
 
 QTEST_APPLESS_MAIN(TestSegment)

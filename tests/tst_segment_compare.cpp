@@ -166,7 +166,8 @@ void TestSegmentCompare::commandMatchesLiteral()
         std::vector<QImage> levels;
         ColourSketchObserver observer;
         observer.level = [&levels](const QImage &level) { levels.push_back(level); };
-        const QImage last = colourSketch(picture, limit, brush, fastProgress.progress(), observer);
+        const QImage last
+                = colourSketch(picture, {limit, brush}, fastProgress.progress(), observer);
         const QList<QImage> expected
                 = reference::colourSketchLevels(picture, limit, brush, literalProgress.progress());
         QCOMPARE(int(levels.size()), int(expected.size()));
@@ -174,7 +175,7 @@ void TestSegmentCompare::commandMatchesLiteral()
             KESTROVA_COMPARE_PICTURES(levels[size_t(i)], expected[i]);
         QCOMPARE(last.isNull(), expected.isEmpty());
         // Without pictures at every level, only the last is made.
-        const QImage alone = colourSketch(picture, limit, brush);
+        const QImage alone = colourSketch(picture, {limit, brush});
         QCOMPARE(alone.isNull(), expected.isEmpty());
         if (!expected.isEmpty()) {
             KESTROVA_COMPARE_PICTURES(last, expected.last());

@@ -3,7 +3,9 @@
 #include "coloursketch.h"
 
 #include "edgemap.h"
+#include "pencilsketch.h"
 #include "pensketch.h"
+#include "postersketch.h"
 #include "randomsequence.h"
 #include "workingformat.h"
 
@@ -168,29 +170,63 @@ std::vector<unsigned char> edgeMap(const QImage &working)
 
 } // namespace
 
-QImage corePen(const QImage &working, int black, int white)
+namespace {
+
+ContourSettings contourValues(const EffectValues &values)
 {
-    const std::vector<unsigned char> edges = edgeMap(working);
-    return pensketch(working, edges.data(), black, white);
+    ContourSettings contours;
+    contours.on = values.contours;
+    contours.black = values.value("contour-black");
+    contours.white = values.value("contour-white");
+    return contours;
 }
 
-QImage corePencil(const QImage &working, const PencilSettings &settings)
+} // namespace
+
+bool coreKnows(const QString &effect)
+{
+    return QStringList {"pen", "pencil", "poster", "color"}.contains(effect);
+}
+
+QImage coreDrawing(const QString &effect, const QImage &working, const EffectValues &values)
 {
     const std::vector<unsigned char> edges = edgeMap(working);
     RandomSequence random;
-    return pencilSketch(working, edges.data(), settings, random);
+    if (effect == QLatin1String("pen"))
+        return pensketch(working, edges.data(), {values.value("black"), values.value("white")});
+    if (effect == QLatin1String("pencil")) {
+        PencilSettings settings;
+        settings.density = values.value("density");
+        settings.black = values.value("black");
+        settings.white = values.value("white");
+        settings.contours = contourValues(values);
+        return pencilSketch(working, edges.data(), settings, random);
+    }
+    if (effect == QLatin1String("poster")) {
+        PosterSettings settings;
+        settings.colours = values.value("colors");
+        settings.contours = contourValues(values);
+        return posterSketch(working, edges.data(), settings, random);
+    }
+    if (effect == QLatin1String("color"))
+        return colourSketch(working, {values.value("threshold"), values.value("brush")});
+    return {};
 }
 
-QImage coreColour(const QImage &working, int threshold, int brush)
+QImage coreDrawing(const QString &effect, const QImage &working)
 {
-    return colourSketch(working, threshold, brush);
+    const Effect *known = findEffect(effect);
+    return known ? coreDrawing(effect, working, known->defaults()) : QImage();
 }
 
-QImage corePoster(const QImage &working, const PosterSettings &settings)
+QImage corePen(const QImage &working)
 {
-    const std::vector<unsigned char> edges = edgeMap(working);
-    RandomSequence random;
-    return posterSketch(working, edges.data(), settings, random);
+    return coreDrawing(QStringLiteral("pen"), working);
+}
+
+QImage corePencil(const QImage &working)
+{
+    return coreDrawing(QStringLiteral("pencil"), working);
 }
 
 } // namespace clitest

@@ -3,8 +3,7 @@
 // Helpers shared by the command-line tool's tests: running the tool, making
 // small input pictures and the drawings the core functions give in process.
 
-#include "pencilsketch.h"
-#include "postersketch.h"
+#include "effect.h"
 #include "testsupport.h"
 
 #include <QByteArray>
@@ -78,11 +77,17 @@ QStringList folderEntries(const QString &path);
 
 // Reads a picture as the tool does: QImageReader, then the working format.
 QImage readWorking(const QString &path);
-// The core functions' drawings of a picture already in the working format.
-QImage corePen(const QImage &working, int black = 150, int white = 255);
-QImage corePencil(const QImage &working, const PencilSettings &settings = PencilSettings());
-QImage corePoster(const QImage &working, const PosterSettings &settings = PosterSettings());
-QImage coreColour(const QImage &working, int threshold = 20, int brush = 70);
+// The drawing the core functions give of a picture already in the working
+// format, with the settings records filled here from `values` one by one,
+// apart from the table's own filling, so that a slip there shows. Null for
+// an effect that is not mapped here (see coreKnows) or that makes no picture.
+QImage coreDrawing(const QString &effect, const QImage &working, const EffectValues &values);
+// At the effect's defaults.
+QImage coreDrawing(const QString &effect, const QImage &working);
+// Whether coreDrawing() knows the effect: every effect of the table must be.
+bool coreKnows(const QString &effect);
+QImage corePen(const QImage &working);
+QImage corePencil(const QImage &working);
 
 } // namespace clitest
 

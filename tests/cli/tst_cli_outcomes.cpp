@@ -46,14 +46,14 @@ private:
 
 namespace {
 
-QImage noMemory(const QImage &, const unsigned char *, const EffectSettings &, RandomSequence &,
+QImage noMemory(const QImage &, const unsigned char *, const EffectValues &, RandomSequence &,
                 const Progress &, QString *)
 {
     throw std::bad_alloc();
 }
 
 // Draws a.png and nothing else, so that a failure does not stop the others.
-QImage onlyWide(const QImage &source, const unsigned char *, const EffectSettings &settings,
+QImage onlyWide(const QImage &source, const unsigned char *, const EffectValues &settings,
                 RandomSequence &, const Progress &progress, QString *)
 {
     progress.report(50);
@@ -96,7 +96,7 @@ QJsonArray CliOutcomesTest::runEffect(const Effect &effect, int *status)
 {
     CommandLine commandLine;
     commandLine.effect = &effect;
-    commandLine.settings = effect.defaults();
+    commandLine.values = effect.defaults();
     commandLine.outputDir = m_dir.filePath(QStringLiteral("out"));
     commandLine.reportPath = m_dir.filePath(QStringLiteral("report.json"));
     for (const char *name : {"in.png", "a.png"})
@@ -109,9 +109,13 @@ QJsonArray CliOutcomesTest::runEffect(const Effect &effect, int *status)
 
 void CliOutcomesTest::effectMakesNoPicture()
 {
-    const Effect effect {
-            "wide",  "draws wide pictures only", {{"grey", "grey", 0, 255, 77}}, false, false,
-            onlyWide};
+    const Effect effect {"wide",
+                         "draws wide pictures only",
+                         {{"grey", "Grey", 0, 255, 77, "grey"}},
+                         false,
+                         false,
+                         false,
+                         onlyWide};
     int status = -1;
     const QJsonArray records = runEffect(effect, &status);
     QCOMPARE(status, 1);
@@ -139,7 +143,8 @@ void CliOutcomesTest::effectMakesNoPicture()
 
 void CliOutcomesTest::effectRunsOutOfMemory()
 {
-    const Effect effect {"greedy", "needs more memory than there is", {}, false, true, noMemory};
+    const Effect effect {"greedy", "needs more memory than there is", {}, false, true, false,
+                         noMemory};
     int status = -1;
     const QJsonArray records = runEffect(effect, &status);
     QCOMPARE(status, 1);

@@ -74,10 +74,10 @@ void CliPngTest::colourTypes_data()
 {
     QTest::addColumn<QString>("effect");
     QTest::addColumn<int>("colourType");
-    QTest::newRow("pen is grey") << QStringLiteral("pen") << 0;
-    QTest::newRow("pencil is grey") << QStringLiteral("pencil") << 0;
-    QTest::newRow("poster is RGB") << QStringLiteral("poster") << 2;
-    QTest::newRow("color is RGB") << QStringLiteral("color") << 2;
+    // Grey drawings take one grey channel, the others RGB.
+    for (const Effect &effect : effects())
+        QTest::newRow(effect.name)
+                << QString::fromLatin1(effect.name) << (effect.greyLines ? 0 : 2);
 }
 
 // The colour type is byte 25 of the file, in the header that comes first.
@@ -89,12 +89,8 @@ void CliPngTest::colourTypes()
     const QByteArray bytes = draw({effect, m_input, output}, output);
     QVERIFY(bytes.size() > 26);
     QCOMPARE(int(quint8(bytes.at(25))), colourType);
-    const QImage working = readWorking(m_input);
-    const QImage core = effect == QLatin1String("pen") ? corePen(working)
-            : effect == QLatin1String("pencil")        ? corePencil(working)
-            : effect == QLatin1String("poster")        ? corePoster(working)
-                                                       : coreColour(working);
-    CLI_COMPARE_PIXELS(readWorking(m_dir.filePath(output)), core);
+    CLI_COMPARE_PIXELS(readWorking(m_dir.filePath(output)),
+                       coreDrawing(effect, readWorking(m_input)));
 }
 
 void CliPngTest::smallLevelKeepsPixels_data()
@@ -152,14 +148,26 @@ void CliPngTest::transparentOverWhite_data()
     QTest::addColumn<QStringList>("options");
     QTest::addColumn<QImage>("ordinary");
     const QImage working = readWorking(m_input);
-    QTest::newRow("pen") << QStringList {QStringLiteral("pen")} << corePen(working);
-    QTest::newRow("pen black 200") << QStringList {"pen", "--black", "200", "--white", "240"}
-                                   << corePen(working, 200, 240);
-    QTest::newRow("pencil") << QStringList {QStringLiteral("pencil")} << corePencil(working);
-    PencilSettings withoutContours;
-    withoutContours.contours = false;
-    QTest::newRow("pencil no contour")
-            << QStringList {"pencil", "--no-contour"} << corePencil(working, withoutContours);
+    for (const Effect &effect : effects()) {
+        if (!effect.greyLines)
+            continue;
+        const QString name = QLatin1String(effect.name);
+        QTest::newRow(effect.name) << QStringList {name} << coreDrawing(name, working);
+        if (effect.setting(QStringLiteral("black")) && effect.setting(QStringLiteral("white"))) {
+            EffectValues darker = effect.defaults();
+            darker.numbers[QStringLiteral("black")] = 200;
+            darker.numbers[QStringLiteral("white")] = 240;
+            QTest::addRow("%s black 200", effect.name)
+                    << QStringList {name, "--black", "200", "--white", "240"}
+                    << coreDrawing(name, working, darker);
+        }
+        if (effect.contourLayer) {
+            EffectValues plain = effect.defaults();
+            plain.contours = false;
+            QTest::addRow("%s no contour", effect.name)
+                    << QStringList {name, "--no-contour"} << coreDrawing(name, working, plain);
+        }
+    }
 }
 
 // Black lines whose opacity is what the grey lacks of white: laid over white

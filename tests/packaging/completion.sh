@@ -88,11 +88,25 @@ includes()
     done
 }
 
+# The effects, as kestrova-cli --help lists them, sorted; those starting
+# with a prefix.
+effects=$("$cli" --help | sed -n '/^Effects and their options:/,/^$/p' |
+    awk '/^  [a-z]/ { print $1 }' | sort | tr '\n' ' ' | sed 's/ $//')
+starting()
+{
+    local effect chosen=()
+    for effect in $effects; do
+        [[ $effect == "$1"* ]] && chosen+=("$effect")
+    done
+    echo "${chosen[*]}"
+}
+[ -n "$effects" ] || { echo "FAIL: kestrova-cli --help lists no effect"; exit 1; }
+
 # The effects come first, also after options.
-expect "color pen pencil poster" ''
-expect "pen pencil" pe
-expect "pen pencil" -j 2 --quiet pe
-expect "poster" --timings po
+expect "$effects" ''
+expect "$(starting pe)" pe
+expect "$(starting pe)" -j 2 --quiet pe
+expect "$(starting po)" --timings po
 
 # The general options, before and after the effect.
 general=(--help --version -o --output-dir --format --quality --png-level -j --jobs --threads

@@ -3,11 +3,15 @@
 // file. The runs go a few at a time.
 
 #include "catalogue.h"
+#include "effect.h"
+#include "picturelimits.h"
 #include "testsupport.h"
+#include "workingformat.h"
 
 #include <QDir>
 #include <QFileInfo>
 #include <QImage>
+#include <QImageReader>
 #include <QProcess>
 #include <QTest>
 
@@ -45,8 +49,28 @@ private:
 
 namespace {
 
-const QStringList Effects = {"pen", "pencil", "poster", "color"};
 constexpr int AtOnce = 4;
+
+QStringList effectNames()
+{
+    QStringList names;
+    for (const Effect &effect : effects())
+        names << QLatin1String(effect.name);
+    return names;
+}
+
+// Whether the effect makes a drawing of the input at its defaults, drawn in
+// this process as the tool draws it: some effects make none of some
+// pictures (a colour sketch of one colour).
+bool drawsInProcess(const QString &effectName, const QString &path)
+{
+    QImageReader reader(path);
+    QString error;
+    const QImage picture = toWorkingFormat(readWithinLimits(reader, &error));
+    const Effect *effect = findEffect(effectName);
+    return !picture.isNull() && effect
+            && !makeDrawing(*effect, picture, effect->defaults(), {}, {}, nullptr).isNull();
+}
 
 } // namespace
 
@@ -87,7 +111,6 @@ QString TestBadInputsCli::check(Run &run) const
     if (code != 0 && code != 1)
         return what + QStringLiteral("exit status %1: %2").arg(code).arg(err);
     const Expectation expected = run.input->expectation;
-    const bool colour = run.effect == QLatin1String("color");
     if (code == 0) {
         if (expected == Expectation::Refused || expected == Expectation::TooLarge)
             return what + QStringLiteral("drew what should be refused");
@@ -98,7 +121,8 @@ QString TestBadInputsCli::check(Run &run) const
     }
     // A drawing too large for its file format is refused before it is drawn.
     const bool unwritable = err.contains(QLatin1String("cannot write '%1'").arg(run.output));
-    if (expected == Expectation::Draws && !colour && !unwritable)
+    if (expected == Expectation::Draws && !unwritable
+        && drawsInProcess(run.effect, run.input->path))
         return what + QStringLiteral("failed: ") + err;
     if (QFileInfo::exists(run.output))
         return what + QStringLiteral("failed but wrote a file");
@@ -120,7 +144,7 @@ void TestBadInputsCli::everyInputEveryEffect()
 {
     std::vector<Run> runs;
     for (const Input &input : m_inputs) {
-        for (const QString &effect : Effects) {
+        for (const QString &effect : effectNames()) {
             const QString output
                     = QDir(m_dir.path())
                               .filePath(QStringLiteral("%1-%2.png").arg(runs.size()).arg(effect));
@@ -148,7 +172,7 @@ void TestBadInputsCli::folderIsAFileThatCannotBeRead()
 {
     const QString folder = m_madeDir.filePath(QStringLiteral("folder.png"));
     QVERIFY(QFileInfo(folder).isDir());
-    for (const QString &effect : Effects) {
+    for (const QString &effect : effectNames()) {
         QProcess process;
         process.start(QStringLiteral(KESTROVA_CLI_PATH),
                       {effect, folder, m_dir.filePath(QStringLiteral("from-folder.png"))});

@@ -1,15 +1,10 @@
 // Draws the small test picture for the command-line tests (only when it is
-// missing) and the reference drawings made from it by the core functions in
-// this process. Built on request only:
+// missing) and the reference drawing of every effect, at its defaults, made
+// from it in this process. Built on request only:
 //   ninja -C <build> kestrova-cli-goldens
 //   <build>/tests/cli/kestrova-cli-goldens tests/data/cli
 
-#include "coloursketch.h"
-#include "edgemap.h"
-#include "pencilsketch.h"
-#include "pensketch.h"
-#include "postersketch.h"
-#include "randomsequence.h"
+#include "effect.h"
 #include "workingformat.h"
 
 #include <QCoreApplication>
@@ -20,7 +15,6 @@
 #include <QRadialGradient>
 
 #include <cstdio>
-#include <vector>
 
 namespace {
 
@@ -80,18 +74,11 @@ int main(int argc, char *argv[])
         return 1;
     }
     input = toWorkingFormat(input);
-    std::vector<unsigned char> edges(size_t(input.width()) * size_t(input.height()));
-    labsobellight2(input, edges.data());
-
-    const QImage pen = pensketch(input, edges.data(), 150, 255);
-    RandomSequence random;
-    const QImage pencil = pencilSketch(input, edges.data(), PencilSettings(), random);
-    RandomSequence posterRandom;
-    const QImage poster = posterSketch(input, edges.data(), PosterSettings(), posterRandom);
-    if (!save(pen, folder.filePath(QStringLiteral("pen-golden.png")))
-        || !save(pencil, folder.filePath(QStringLiteral("pencil-golden.png")))
-        || !save(poster, folder.filePath(QStringLiteral("poster-golden.png")))
-        || !save(colourSketch(input, 20, 70), folder.filePath(QStringLiteral("color-golden.png"))))
-        return 1;
+    for (const Effect &effect : effects()) {
+        const QImage drawing = makeDrawing(effect, input, effect.defaults(), {}, {}, nullptr);
+        const QString name = QLatin1String(effect.name) + QStringLiteral("-golden.png");
+        if (drawing.isNull() || !save(drawing, folder.filePath(name)))
+            return 1;
+    }
     return 0;
 }

@@ -1,4 +1,4 @@
-#include "smartcenters.h"
+#include "smartcentres.h"
 
 #include "vectorclones.h"
 

@@ -1,0 +1,43 @@
+#include "effect.h"
+
+#include "edgemap.h"
+
+const EffectSetting *Effect::setting(const QString &settingName) const
+{
+    for (const EffectSetting &candidate : settings) {
+        if (settingName == QLatin1String(candidate.name))
+            return &candidate;
+    }
+    return nullptr;
+}
+
+EffectValues Effect::defaults() const
+{
+    EffectValues values;
+    for (const EffectSetting &candidate : settings)
+        values.numbers.insert(QString::fromLatin1(candidate.name), candidate.defaultValue);
+    return values;
+}
+
+const Effect *findEffect(const QString &name)
+{
+    for (const Effect &effect : effects()) {
+        if (name == QLatin1String(effect.name))
+            return &effect;
+    }
+    return nullptr;
+}
+
+QImage makeDrawing(const Effect &effect, const QImage &picture, const EffectValues &values,
+                   const Progress &edgeProgress, const Progress &effectProgress, QString *problem)
+{
+    std::vector<unsigned char> edges;
+    if (effect.needsEdges) {
+        edges.resize(size_t(picture.width()) * size_t(picture.height()));
+        labsobellight2(picture, edges.data(), edgeProgress);
+    }
+    RandomSequence random;
+    QString ignored;
+    return effect.draw(picture, effect.needsEdges ? edges.data() : nullptr, values, random,
+                       effectProgress, problem ? problem : &ignored);
+}

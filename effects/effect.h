@@ -1,0 +1,81 @@
+#pragma once
+
+#include "progress.h"
+#include "randomsequence.h"
+
+#include <QHash>
+#include <QImage>
+#include <QString>
+
+#include <vector>
+
+// One whole-number setting of an effect: a slider of its page in the window,
+// --NAME N on the command line.
+struct EffectSetting
+{
+    // The option's name: "contour-black".
+    const char *name;
+    // What the window's page calls it: "Black level".
+    const char *label;
+    int minimum;
+    int maximum;
+    // The slider's starting value, taken from the effect's settings record.
+    int defaultValue;
+    // One line for --help and the manual: "black level of the contours".
+    const char *help;
+};
+
+// The values of one drawing: every setting by name, and whether the contour
+// layer is laid over the effects that have one.
+struct EffectValues
+{
+    QHash<QString, int> numbers;
+    bool contours = true;
+
+    int value(const char *name) const { return numbers.value(QString::fromLatin1(name)); }
+};
+
+// Draws `picture` (32-bit, see workingformat.h) with `values`. `edges` is the
+// picture's edge map when the effect needs one, otherwise null. Returns a
+// null picture with the reason in `problem` when the effect makes no picture
+// of this input; throws std::bad_alloc when memory runs out.
+using EffectDraw
+        = QImage (*)(const QImage &picture, const unsigned char *edges, const EffectValues &values,
+                     RandomSequence &random, const Progress &progress, QString *problem);
+
+struct Effect
+{
+    // The command-line name: "pencil".
+    const char *name;
+    // One line for --help and the manual.
+    const char *description;
+    // In the order the page shows them; for an effect with a contour layer,
+    // the layer's two levels come last.
+    std::vector<EffectSetting> settings;
+    // Whether the shared contour layer can be left out (--no-contour).
+    bool contourLayer;
+    // Whether the effect reads the edge map.
+    bool needsEdges;
+    // Whether the drawing is grey lines on white, which --transparent turns
+    // into black lines on a transparent layer.
+    bool greyLines;
+    EffectDraw draw;
+    // A paragraph for the manual after the settings, or null.
+    const char *notes = nullptr;
+
+    const EffectSetting *setting(const QString &name) const;
+    // Every setting at its default, the contour layer on.
+    EffectValues defaults() const;
+};
+
+// Every effect, in the order of the window's pages.
+const std::vector<Effect> &effects();
+const Effect *findEffect(const QString &name);
+
+// The drawing of a picture already in the working format: the edge map
+// first when the effect needs it, then the effect, drawing from a fresh
+// random sequence so that every file gives the same result whatever ran
+// before it. A null picture when the effect makes none; `problem` then says
+// why, or stays empty. Throws std::bad_alloc when memory runs out.
+QImage makeDrawing(const Effect &effect, const QImage &picture, const EffectValues &values,
+                   const Progress &edgeProgress, const Progress &effectProgress, QString *problem);

@@ -8,6 +8,7 @@
 #include <memory>
 
 class CSegmentor;
+class LevelPictures;
 
 struct ColourSketchSettings
 {
@@ -45,6 +46,12 @@ public:
     bool nextLevel();
     // The picture of the level just reached, at the source's width.
     QImage picture();
+    // For a caller that shows every level: levelPicture() gives the
+    // pictures picture() would, made in memory kept from level to level,
+    // each painted again only where the segmentation changed since. Call
+    // before the first nextLevel().
+    void showEveryLevel();
+    QImage levelPicture();
     // For a caller that wants only the last level's picture: the merging
     // keeps what it changes since each level, and lastPicture() goes back
     // to the last level once nextLevel() has returned false. Call before
@@ -61,7 +68,9 @@ private:
     int m_threshold;
     int m_step = 90;
     QSize m_workingSize;
+    QImage m_working;
     std::unique_ptr<CSegmentor> m_segmentor;
+    std::unique_ptr<LevelPictures> m_levels;
 };
 
 // What the window does between the steps of the command.

@@ -64,6 +64,7 @@ private:
     size_t m_size;
 };
 
+class ChangeMap;
 struct DistancesAhead;
 
 // Greedy region merging, from one cluster per pixel. The cluster with the
@@ -94,6 +95,14 @@ public:
     // The picture of the current segmentation: every live region in its
     // colour, every other pixel the value 2.
     QImage CurrentImage();
+    // For a caller that keeps one picture of the segmentation up to date
+    // from level to level: paints `image` (the size and format of
+    // CurrentImage()) whole, or, when it holds what the previous call
+    // painted and the journal holds every change since (journaling on, no
+    // checkpoint or rollback in between), only the pixels whose region was
+    // removed or recoloured since. Then checkpoints. `changed` marks the
+    // pixels that changed value.
+    void updateImage(QImage &image, bool whole, ChangeMap &changed);
     int prevval() const { return m_prevval; }
     void setYield(const std::function<void()> &yield) { m_yield = yield; }
 
@@ -147,6 +156,12 @@ private:
     void writeClusters(const std::vector<quint32> &colours, const DistancesAhead *ahead,
                        const std::vector<quint16> &likeness, const std::vector<qint32> &filedSlots);
     int rootOf(int c);
+    // The value of pixels that belong to no live region.
+    QRgb noRegion() const;
+    void knowAllColours();
+    void paintRegions(QImage &image, bool whole, ChangeMap &changed);
+    bool paintStrip(uchar *bits, qsizetype stride, bool whole, int left, std::vector<QRgb> &strip,
+                    ChangeMap &changed);
     // The buffers only grow: the entries past `count` are left over from
     // earlier notifications.
     struct Snapshot
@@ -246,6 +261,12 @@ private:
     bool m_journaling = false;
     std::vector<qint32> m_removed;
     std::vector<std::pair<qint32, qint32>> m_recoloured;
+    // Marks the clusters journaled since the checkpoint while a picture is
+    // brought up to date; all clear in between.
+    std::vector<quint8> m_marks;
+    // The region each pixel was painted with by updateImage().
+    LargeArray<qint32> m_regions;
+    bool m_allColoursKnown = false;
     int m_depth = 0;
 };
 

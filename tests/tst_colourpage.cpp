@@ -1,5 +1,7 @@
 #include "coloursketch.h"
+#include "segmentor.h"
 #include "windowfixture.h"
+#include "workingformat.h"
 
 #include <QGraphicsPixmapItem>
 #include <QSignalSpy>
@@ -8,6 +10,37 @@
 
 using namespace testsupport;
 
+namespace {
+
+// The pictures the window showed at every level before they were kept from
+// level to level: the segmenter's current image, scaled back by Qt.
+std::vector<QImage> todaysLevels(const QImage &source, int threshold, int brush)
+{
+    const QImage working = colourSketchWorkingPicture(toWorkingFormat(source));
+    CSegmentor segmentor(working, brush);
+    std::vector<QImage> levels;
+    while (segmentor.Next(threshold))
+        levels.push_back(
+                segmentor.CurrentImage().scaledToWidth(source.width(), Qt::SmoothTransformation));
+    return levels;
+}
+
+// A picture above a million pixels, opaque or with transparent parts.
+QImage largePicture(QImage::Format format)
+{
+    QImage picture = blockyPicture(1210, 840, 60);
+    if (format == QImage::Format_ARGB32) {
+        picture = picture.convertToFormat(format);
+        for (int y = 0; y < 40; ++y) {
+            for (int x = 0; x < picture.width(); x += 3)
+                picture.setPixel(x, y, qRgba(x % 256, y, 90, (x + y) % 256));
+        }
+    }
+    return picture;
+}
+
+} // namespace
+
 class TestColourPage : public WindowFixture
 {
     Q_OBJECT
@@ -15,6 +48,10 @@ class TestColourPage : public WindowFixture
 private slots:
     void create();
     void everyLevelIsShown();
+    void everyLevelOfALargePictureIsShown_data();
+    void everyLevelOfALargePictureIsShown();
+    void levelsShareAFewPictures();
+    void debugLines();
     void noLevelShowsNothingButMarksASketch();
     void slidersOnlyChangeTheirLabels();
     void largePictureShownAtItsOwnWidth();
@@ -84,13 +121,108 @@ void TestColourPage::everyLevelIsShown()
     // The last pending look runs and stops.
     QTest::qWait(20);
 
-    std::vector<QImage> levels;
-    ColourSketchObserver observer;
-    observer.level = [&levels](const QImage &level) { levels.push_back(level); };
-    colourSketch(picture, {20, 70}, {}, observer);
+    const std::vector<QImage> levels = todaysLevels(m_window->sourceImage, 20, 70);
     QCOMPARE(seen.size(), levels.size());
     for (size_t i = 0; i < levels.size(); ++i)
-        KESTROVA_COMPARE_PICTURES(seen[i], levels[i]);
+        KESTROVA_COMPARE_PICTURES(seen[i], QPixmap::fromImage(levels[i]).toImage());
+}
+
+void TestColourPage::everyLevelOfALargePictureIsShown_data()
+{
+    QTest::addColumn<QImage::Format>("format");
+    QTest::newRow("opaque") << QImage::Format_RGB32;
+    QTest::newRow("transparent parts") << QImage::Format_ARGB32;
+}
+
+// Segmented at a million pixels and scaled back at every level: each level
+// is on screen once the window lets events through after it, in order, as
+// Qt scales the segmenter's picture; the last is the command-line tool's
+// drawing.
+void TestColourPage::everyLevelOfALargePictureIsShown()
+{
+    QFETCH(QImage::Format, format);
+    openOnColourPage(largePicture(format), "large.png");
+    QCOMPARE(m_window->sourceImage.format(), format);
+    m_window->ui->ColorThreshSlider->setValue(12);
+    // What the screen showed: the pixmaps of those pictures.
+    std::vector<QImage> levels;
+    for (const QImage &level : todaysLevels(m_window->sourceImage, 12, 70))
+        levels.push_back(QPixmap::fromImage(level).toImage());
+    QVERIFY(levels.size() >= 5);
+    // Each picture on show is compared when it comes, and not kept.
+    std::vector<QString> differences;
+    qint64 lastKey = 0;
+    bool running = true;
+    std::function<void()> look = [&] {
+        if (!running)
+            return;
+        if (m_window->sketchItem && m_window->sketchItem->pixmap().cacheKey() != lastKey) {
+            lastKey = m_window->sketchItem->pixmap().cacheKey();
+            const size_t k = differences.size();
+            differences.push_back(k < levels.size()
+                                          ? firstDifference(shown(), levels[k])
+                                          : QString("more levels than %1").arg(levels.size()));
+        }
+        QTimer::singleShot(0, this, look);
+    };
+    QTimer::singleShot(0, this, look);
+    m_window->ui->pushButtonColorSketch->click();
+    running = false;
+    QTest::qWait(20);
+    QCOMPARE(differences.size(), levels.size());
+    for (size_t k = 0; k < differences.size(); ++k)
+        QVERIFY2(differences[k].isEmpty(),
+                 qPrintable(QString("level %1: %2").arg(k + 1).arg(differences[k])));
+    const QImage cli = runCli({"color", "--threshold", "12", m_dir.filePath("large.png")},
+                              m_dir.filePath("large-cli.png"));
+    QVERIFY2(!cli.isNull(), "kestrova-cli wrote no picture");
+    KESTROVA_COMPARE_PICTURES(shown(), QPixmap::fromImage(cli).toImage());
+    KESTROVA_COMPARE_PICTURES(shown(), levels.back());
+}
+
+// The pictures of the levels are not made in fresh memory each: once the
+// result item drops a level's pixmap, its picture takes a later level. A
+// picture's serial number (the high half of its cache key) comes with its
+// memory.
+void TestColourPage::levelsShareAFewPictures()
+{
+    const QImage probe = filled(8, 8, 0xFF102030u);
+    if (QPixmap::fromImage(probe).toImage().constBits() != probe.constBits())
+        QSKIP("This screen's pixmaps copy every picture into a format of their own");
+    openOnColourPage(largePicture(QImage::Format_RGB32), "large.png");
+    m_window->ui->ColorThreshSlider->setValue(12);
+    std::vector<qint64> pictures;
+    qint64 lastKey = 0;
+    bool running = true;
+    std::function<void()> look = [&] {
+        if (!running)
+            return;
+        if (m_window->sketchItem && m_window->sketchItem->pixmap().cacheKey() != lastKey) {
+            lastKey = m_window->sketchItem->pixmap().cacheKey();
+            pictures.push_back(shown().cacheKey() >> 32);
+        }
+        QTimer::singleShot(0, this, look);
+    };
+    QTimer::singleShot(0, this, look);
+    m_window->ui->pushButtonColorSketch->click();
+    running = false;
+    QTest::qWait(20);
+    QVERIFY(pictures.size() >= 5);
+    std::sort(pictures.begin(), pictures.end());
+    pictures.erase(std::unique(pictures.begin(), pictures.end()), pictures.end());
+    QVERIFY2(pictures.size() <= 2, qPrintable(QString("%1 pictures").arg(pictures.size())));
+}
+
+// The debug lines stay: one "Next returned" a level, then "Done".
+void TestColourPage::debugLines()
+{
+    const QImage picture = blockyPicture(60, 40, 61);
+    openOnColourPage(picture);
+    const QStringList lines = debugLinesOf(
+            "kestrova.segment", [this] { m_window->ui->pushButtonColorSketch->click(); });
+    const qsizetype levels = lines.count("Next returned");
+    QCOMPARE(size_t(levels), todaysLevels(m_window->sourceImage, 20, 70).size());
+    QCOMPARE(lines.last(), QString("Done"));
 }
 
 void TestColourPage::noLevelShowsNothingButMarksASketch()

@@ -178,7 +178,8 @@ void CliSignalsTest::interruptWhileWriting()
 // The signal comes while a picture is drawn, on a terminal: the summary
 // comes after the progress line is cleared. The line is redrawn at most ten
 // times a second, so on a busy machine it may never show the short edge
-// stage: either drawing stage will do.
+// stage: either drawing stage will do. One thread draws, so that the
+// drawing lasts long enough to be seen.
 void CliSignalsTest::terminateWhileDrawing()
 {
     const QStringList names = inputs(m_slowPicture, 3);
@@ -187,7 +188,8 @@ void CliSignalsTest::terminateWhileDrawing()
     QVERIFY(terminal.isOpen());
     QProcess process;
     startCli(process,
-             QStringList {QStringLiteral("pencil"), QStringLiteral("-j"), QStringLiteral("1")}
+             QStringList {QStringLiteral("pencil"), QStringLiteral("-j"), QStringLiteral("1"),
+                          QStringLiteral("--threads"), QStringLiteral("1")}
                      + names + QStringList {QStringLiteral("-o"), QStringLiteral("out")},
              m_dir->path(), terminal.attach());
     QByteArray line;

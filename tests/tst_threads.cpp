@@ -1,6 +1,8 @@
+#include "coloursketch.h"
 #include "contours.h"
 #include "distinctcolours.h"
 #include "edgemap.h"
+#include "effect.h"
 #include "levels.h"
 #include "multiply.h"
 #include "parallel.h"
@@ -13,6 +15,7 @@
 #include "workingformat.h"
 
 #include <QColorSpace>
+#include <QLoggingCategory>
 #include <QRandomGenerator>
 #include <QTest>
 
@@ -202,6 +205,30 @@ void addSizes()
         QTest::addRow("%dx%d", size.width(), size.height()) << size.width() << size.height();
 }
 
+// The debug lines of every category of the core but the timings, while
+// `work` runs.
+QStringList *coreLines = nullptr;
+
+void captureCoreLine(QtMsgType type, const QMessageLogContext &context, const QString &message)
+{
+    if (type == QtDebugMsg && coreLines && context.category)
+        coreLines->append(QLatin1String(context.category) + QLatin1String(": ") + message);
+}
+
+QStringList coreDebugLines(const std::function<void()> &work)
+{
+    QStringList lines;
+    coreLines = &lines;
+    QLoggingCategory::setFilterRules(
+            QStringLiteral("kestrova.*.debug=true\nkestrova.timing.debug=false"));
+    const QtMessageHandler previous = qInstallMessageHandler(captureCoreLine);
+    work();
+    qInstallMessageHandler(previous);
+    QLoggingCategory::setFilterRules(QString());
+    coreLines = nullptr;
+    return lines;
+}
+
 } // namespace
 
 class TestThreads : public QObject
@@ -227,7 +254,71 @@ private slots:
     void distinctColoursInScanOrder();
     void stopFromProgressInTheMiddleOfAStage();
     void stageInsideAYield();
+    void everyEffectOfTheTable_data();
+    void everyEffectOfTheTable();
+    void colourSketchEveryLevel_data();
+    void colourSketchEveryLevel();
 };
+
+void TestThreads::everyEffectOfTheTable_data()
+{
+    QTest::addColumn<QString>("effect");
+    QTest::addColumn<QSize>("size");
+    const QSize sizes[] = {{1, 1}, {3, 500}, {500, 3}, {257, 131}, {1500, 900}};
+    for (const Effect &effect : effects()) {
+        for (const QSize size : sizes) {
+            if (Sanitized && size.width() * size.height() > 200000)
+                continue;
+            QTest::addRow("%s %dx%d", effect.name, size.width(), size.height())
+                    << QString::fromLatin1(effect.name) << size;
+        }
+    }
+}
+
+// Every effect of the table, the edge map included, from one random
+// sequence: the same drawing, random state, progress and debug lines.
+void TestThreads::everyEffectOfTheTable()
+{
+    QFETCH(QString, effect);
+    QFETCH(QSize, size);
+    const Effect &drawn = *findEffect(effect);
+    const QImage picture = blockyPicture(size.width(), size.height(), 21);
+    KESTROVA_SAME_IN_EVERY_MODE([&](Outcome &outcome, const Progress &progress) {
+        outcome.lines = coreDebugLines([&] {
+            RandomSequence random;
+            std::vector<unsigned char> edges(size_t(picture.width()) * size_t(picture.height()));
+            labsobellight2(picture, edges.data(), progress);
+            QString problem;
+            outcome.pictures.push_back(drawn.draw(picture, edges.data(), drawn.defaults(), random,
+                                                  progress, &problem));
+            outcome.randomState = random.state();
+        });
+    });
+}
+
+void TestThreads::colourSketchEveryLevel_data()
+{
+    QTest::addColumn<QSize>("size");
+    QTest::newRow("60x40") << QSize(60, 40);
+    QTest::newRow("3x700") << QSize(3, 700);
+    if (!Sanitized)
+        QTest::newRow("1500x900, reduced") << QSize(1500, 900);
+}
+
+// The window's colour sketch: every level's picture as it is shown.
+void TestThreads::colourSketchEveryLevel()
+{
+    QFETCH(QSize, size);
+    const QImage picture = blockyPicture(size.width(), size.height(), 22);
+    KESTROVA_SAME_IN_EVERY_MODE([&](Outcome &outcome, const Progress &progress) {
+        outcome.lines = coreDebugLines([&] {
+            ColourSketchObserver observer;
+            observer.level
+                    = [&outcome](const QImage &level) { outcome.pictures.push_back(level.copy()); };
+            outcome.pictures.push_back(colourSketch(picture, {30, 70}, progress, observer));
+        });
+    });
+}
 
 void TestThreads::conversionOfEveryFormat_data()
 {

@@ -2,6 +2,8 @@
 
 #include "edgemap.h"
 
+#include <memory>
+
 const EffectSetting *Effect::setting(const QString &settingName) const
 {
     for (const EffectSetting &candidate : settings) {
@@ -31,13 +33,14 @@ const Effect *findEffect(const QString &name)
 QImage makeDrawing(const Effect &effect, const QImage &picture, const EffectValues &values,
                    const Progress &edgeProgress, const Progress &effectProgress, QString *problem)
 {
-    std::vector<unsigned char> edges;
+    // Left unfilled: the edge map writes every byte, its frame included.
+    std::unique_ptr<unsigned char[]> edges;
     if (effect.needsEdges) {
-        edges.resize(size_t(picture.width()) * size_t(picture.height()));
-        labsobellight2(picture, edges.data(), edgeProgress);
+        edges.reset(new unsigned char[size_t(picture.width()) * size_t(picture.height())]);
+        labsobellight2(picture, edges.get(), edgeProgress);
     }
     RandomSequence random;
     QString ignored;
-    return effect.draw(picture, effect.needsEdges ? edges.data() : nullptr, values, random,
-                       effectProgress, problem ? problem : &ignored);
+    return effect.draw(picture, edges.get(), values, random, effectProgress,
+                       problem ? problem : &ignored);
 }

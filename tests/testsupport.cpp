@@ -83,6 +83,29 @@ QString firstDifference(const QImage &actual, const QImage &expected)
     return {};
 }
 
+QString firstRawDifference(const QImage &actual, const QImage &expected)
+{
+    if (actual.format() != expected.format())
+        return QString("format %1, expected %2").arg(actual.format()).arg(expected.format());
+    if (actual.size() != expected.size() || actual.depth() != 32)
+        return firstDifference(actual, expected);
+    for (int y = 0; y < actual.height(); ++y) {
+        const auto *a = reinterpret_cast<const quint32 *>(actual.constScanLine(y));
+        const auto *e = reinterpret_cast<const quint32 *>(expected.constScanLine(y));
+        for (int x = 0; x < actual.width(); ++x) {
+            if (a[x] != e[x])
+                return QString("pixel (%1, %2) is #%3, expected #%4 (%5x%6)")
+                        .arg(x)
+                        .arg(y)
+                        .arg(a[x], 8, 16, QChar('0'))
+                        .arg(e[x], 8, 16, QChar('0'))
+                        .arg(actual.width())
+                        .arg(actual.height());
+        }
+    }
+    return {};
+}
+
 QString firstDifference(const std::vector<unsigned char> &actual,
                         const std::vector<unsigned char> &expected, int width)
 {

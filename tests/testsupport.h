@@ -24,6 +24,9 @@ QImage filled(int width, int height, QRgb colour, QImage::Format format = QImage
 // Empty when the two pictures hold the same pixels; otherwise names the size
 // difference or the first differing pixel, column by column.
 QString firstDifference(const QImage &actual, const QImage &expected);
+// Stricter for 32-bit pictures: empty when the formats, sizes and raw pixel
+// words are the same; otherwise names the first difference, row by row.
+QString firstRawDifference(const QImage &actual, const QImage &expected);
 QString firstDifference(const std::vector<unsigned char> &actual,
                         const std::vector<unsigned char> &expected, int width = 0);
 

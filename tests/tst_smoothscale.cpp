@@ -27,33 +27,9 @@ QImage patches(int width, int height, quint32 seed, QImage::Format format)
     return image;
 }
 
-// Raw pixels and format, stricter than firstDifference().
-QString sameBits(const QImage &actual, const QImage &expected)
-{
-    if (actual.format() != expected.format())
-        return QString("format %1, expected %2").arg(actual.format()).arg(expected.format());
-    if (actual.size() != expected.size())
-        return firstDifference(actual, expected);
-    for (int y = 0; y < actual.height(); ++y) {
-        const auto *a = reinterpret_cast<const quint32 *>(actual.constScanLine(y));
-        const auto *e = reinterpret_cast<const quint32 *>(expected.constScanLine(y));
-        for (int x = 0; x < actual.width(); ++x) {
-            if (a[x] != e[x])
-                return QString("pixel (%1, %2) is #%3, expected #%4 (%5x%6)")
-                        .arg(x)
-                        .arg(y)
-                        .arg(a[x], 8, 16, QChar('0'))
-                        .arg(e[x], 8, 16, QChar('0'))
-                        .arg(actual.width())
-                        .arg(actual.height());
-        }
-    }
-    return {};
-}
-
 #define COMPARE_BITS(actual, expected) \
     do { \
-        const QString difference_ = sameBits((actual), (expected)); \
+        const QString difference_ = firstRawDifference((actual), (expected)); \
         QVERIFY2(difference_.isEmpty(), qPrintable(difference_)); \
     } while (false)
 

@@ -12,9 +12,6 @@ namespace {
 // Columns are read a strip at a time: the strip is copied row by row, which
 // reads the picture in memory order, and then walked column by column.
 constexpr int Strip = 64;
-// Pixels and colours per band at the least: well above what handing a band
-// to another thread costs.
-constexpr qint64 BandPixels = qint64(1) << 15;
 constexpr int ColourGrain = 16384;
 // Look-ups are prefetched this many at a time.
 constexpr int Batch = 32;
@@ -210,7 +207,7 @@ void DistinctColours::collect(const QImage &image)
     // Each band's list, filed under its first strip.
     std::vector<std::vector<QRgb>> found(size_t(std::max(strips, 1)));
     SetPool sets(m_opaque);
-    const int grain = int(std::max<qint64>(1, BandPixels / (qint64(Strip) * image.height())));
+    const int grain = int(std::max<qint64>(1, HeavyBandPixels / (qint64(Strip) * image.height())));
     parallelBands(strips, grain, [&](int first, int end) {
         std::unique_ptr<ColourSet> set = sets.take(first);
         scanStrips(image, first, end, *set, found[size_t(first)]);

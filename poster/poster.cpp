@@ -21,10 +21,8 @@ Q_LOGGING_CATEGORY(lcPoster, "kestrova.poster", QtInfoMsg)
 namespace {
 
 constexpr int MaxPasses = 1000;
-// Colours and pixels per band at the least: well above what handing a band
-// to another thread costs.
+// Colours per band at the least.
 constexpr int ColourGrain = 4096;
-constexpr qint64 BandPixels = qint64(1) << 15;
 
 LabSamples labSamples(const std::vector<QRgb> &colours)
 {
@@ -72,7 +70,7 @@ void paint(const QImage &source, const DistinctColours &distinct, const QList<QR
     uchar *bits = result.bits();
     const qsizetype bytesPerLine = result.bytesPerLine();
     parallelBands(
-            source.height(), rowsOf(BandPixels, source.width()),
+            source.height(), rowsOf(HeavyBandPixels, source.width()),
             [&](int first, int end) {
                 paintRows(source, distinct, palette, bits, bytesPerLine, first, end);
             },

@@ -9,10 +9,6 @@
 
 namespace {
 
-// Pixels per band at the least: well above what handing a band to
-// another thread costs.
-constexpr qint64 BandPixels = qint64(1) << 17;
-
 // Every layer pixel is an opaque grey s = level(255 - edge): one table of
 // 256 greys, then the channel products row by row, a loop the compiler
 // vectorises.
@@ -37,7 +33,7 @@ void multiplyGreyLayer(QImage &image, const unsigned char *edges, int black, int
         greyOfEdge[e] = static_cast<unsigned char>(qRed(level(255 - e, black, white)));
     uchar *bits = image.bits();
     const qsizetype bytesPerLine = image.bytesPerLine();
-    parallelBands(image.height(), rowsOf(BandPixels, width), [&](int first, int end) {
+    parallelBands(image.height(), rowsOf(LightBandPixels, width), [&](int first, int end) {
         std::vector<unsigned char> greys(width);
         for (int y = first; y < end; ++y) {
             const unsigned char *row = edges + qsizetype(y) * width;

@@ -20,10 +20,6 @@ constexpr int Taps = 2 * BlurHalf + 1;
 // Rows per band of the blur at the least: every band starts its ring of
 // horizontally blurred rows afresh, six rows more than it keeps.
 constexpr int BlurRows = 96;
-// Pixels per band at the least: well above what handing a band to another
-// thread costs.
-constexpr qint64 BlurPixels = qint64(1) << 15;
-constexpr qint64 BandPixels = qint64(1) << 17;
 
 // Lightness of each pixel of a row of blurred colours.
 void lightnessRow(const QRgb *pixels, unsigned char *lightness, int from, int to)
@@ -95,7 +91,7 @@ void lightnessOfSource(const QImage &image, unsigned char *lightness, LightnessP
     const int width = image.width();
     const int height = image.height();
     parallelBands(
-            height, rowsOf(BlurPixels, width),
+            height, rowsOf(HeavyBandPixels, width),
             [&](int first, int end) {
                 for (int y = first; y < end; ++y)
                     lightnessRow(reinterpret_cast<const QRgb *>(image.constScanLine(y)),
@@ -140,7 +136,7 @@ void lightnessOfBlurred(const QImage &image, unsigned char *lightness, Lightness
     const std::vector<double> w = gaussianKernel(Taps, 1.4);
     const int blurredRows = height - 2 * BlurHalf;
     parallelBands(
-            blurredRows, std::max(BlurRows, rowsOf(BlurPixels, width)),
+            blurredRows, std::max(BlurRows, rowsOf(HeavyBandPixels, width)),
             [&](int first, int end) {
                 blurredLightnessRows(image, w.data(), lightness, BlurHalf + first, BlurHalf + end);
             },
@@ -175,7 +171,7 @@ void sobel(const unsigned char *lightness, unsigned char *edges, int width, int 
     ColumnProgress columns(progress, 70, 30, width, 1, width - 1);
     const int rows = height - 2;
     parallelBands(
-            rows, rowsOf(BandPixels, width),
+            rows, rowsOf(LightBandPixels, width),
             [&](int first, int end) {
                 for (int y = 1 + first; y < 1 + end; ++y) {
                     const qsizetype at = qsizetype(y) * width;

@@ -29,10 +29,6 @@ int testw(int a, int b)
 
 namespace {
 
-// Pixels per band at the least: a table look-up per pixel is quick, and a
-// band should hold well more than handing it to another thread costs.
-constexpr qint64 BandPixels = qint64(1) << 17;
-
 // Replaces every pixel by table[red channel]. Direct access for the 32-bit
 // formats; any other format goes through pixel() and setPixel().
 void mapRedChannel(QImage &image, const QRgb *table)
@@ -42,7 +38,7 @@ void mapRedChannel(QImage &image, const QRgb *table)
     if (image.format() == QImage::Format_RGB32 || image.format() == QImage::Format_ARGB32) {
         uchar *bits = image.bits();
         const qsizetype bytesPerLine = image.bytesPerLine();
-        parallelBands(height, rowsOf(BandPixels, width), [&](int first, int end) {
+        parallelBands(height, rowsOf(LightBandPixels, width), [&](int first, int end) {
             for (int y = first; y < end; ++y) {
                 auto *line = reinterpret_cast<QRgb *>(bits + y * bytesPerLine);
                 for (int x = 0; x < width; ++x)
@@ -108,7 +104,7 @@ void penLevels(QImage &layer, const unsigned char *edges, int black, int white,
     const qsizetype stride = layer.bytesPerLine() / 4;
     auto *bits = reinterpret_cast<QRgb *>(layer.bits());
     parallelBands(
-            height, rowsOf(BandPixels, width),
+            height, rowsOf(LightBandPixels, width),
             [&](int first, int end) {
                 for (int y = first; y < end; ++y) {
                     const unsigned char *row = edges + qsizetype(y) * width;

@@ -6,14 +6,6 @@
 
 #include <atomic>
 
-namespace {
-
-// Pixels per band at the least: well above what handing a band to
-// another thread costs.
-constexpr qint64 BandPixels = qint64(1) << 17;
-
-} // namespace
-
 bool isOpaque32(const QImage &image)
 {
     if (image.format() == QImage::Format_RGB32)
@@ -24,7 +16,7 @@ bool isOpaque32(const QImage &image)
     const qsizetype bytesPerLine = image.bytesPerLine();
     const int width = image.width();
     std::atomic<bool> opaque {true};
-    parallelBands(image.height(), rowsOf(BandPixels, width), [&](int first, int end) {
+    parallelBands(image.height(), rowsOf(LightBandPixels, width), [&](int first, int end) {
         for (int y = first; y < end && opaque.load(std::memory_order_relaxed); ++y) {
             const auto *line = reinterpret_cast<const QRgb *>(bits + y * bytesPerLine);
             QRgb all = 0xFF000000u;
@@ -47,7 +39,7 @@ void multiplyOpaque(QImage &destination, const QImage &layer)
     const uchar *from = layer.constBits();
     const qsizetype fromBytesPerLine = layer.bytesPerLine();
     const int width = destination.width();
-    parallelBands(destination.height(), rowsOf(BandPixels, width), [&](int first, int end) {
+    parallelBands(destination.height(), rowsOf(LightBandPixels, width), [&](int first, int end) {
         for (int y = first; y < end; ++y) {
             auto *d = reinterpret_cast<QRgb *>(to + y * toBytesPerLine);
             const auto *s = reinterpret_cast<const QRgb *>(from + y * fromBytesPerLine);

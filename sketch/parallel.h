@@ -33,6 +33,14 @@ private:
 
 // The grain of a loop over rows of `width` pixels whose cost goes by the
 // pixel: enough rows for `pixels` pixels, at least one.
+// The least pixels of a band, measured so that a band costs well more than
+// handing it to another thread: for loops of a table look-up or a few
+// operations a pixel (levels, multiply, the pen, the Sobel), and for loops
+// of a conversion or a hash look-up a pixel (the pencil's tones and
+// painting, the poster's colours and painting).
+constexpr qint64 LightBandPixels = qint64(1) << 17;
+constexpr qint64 HeavyBandPixels = qint64(1) << 15;
+
 inline int rowsOf(qint64 pixels, int width)
 {
     return int(std::clamp<qint64>(pixels / std::max(width, 1), 1, INT_MAX));

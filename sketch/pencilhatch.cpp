@@ -25,10 +25,6 @@
 
 namespace {
 
-// Pixels per band at the least: well above what handing a band to
-// another thread costs.
-constexpr qint64 BandPixels = qint64(1) << 15;
-
 // Lightness tone of every pixel, truncate(L * 2.5) (0..250), row-major.
 // Reports and yields once per column, spread over the rows.
 LargeArray<unsigned char> toneBuffer(const QImage &source, const Progress &progress)
@@ -47,7 +43,7 @@ LargeArray<unsigned char> toneBuffer(const QImage &source, const Progress &progr
     const uchar *bits = source.constBits();
     const qsizetype bytesPerLine = source.bytesPerLine();
     parallelBands(
-            height, rowsOf(BandPixels, width),
+            height, rowsOf(HeavyBandPixels, width),
             [&](int first, int end) {
                 for (int y = first; y < end; ++y) {
                     const auto *line = reinterpret_cast<const QRgb *>(bits + y * bytesPerLine);
@@ -123,9 +119,10 @@ void paint(const QImage &source, const unsigned char *tone, const StrokePlan &pl
 {
     uchar *bits = result.bits();
     const qsizetype bytesPerLine = result.bytesPerLine();
-    parallelBands(source.height(), rowsOf(BandPixels, source.width()), [&](int first, int end) {
-        paintRows(source, tone, plan, bits, bytesPerLine, first, end);
-    });
+    parallelBands(source.height(), rowsOf(HeavyBandPixels, source.width()),
+                  [&](int first, int end) {
+                      paintRows(source, tone, plan, bits, bytesPerLine, first, end);
+                  });
 }
 
 } // namespace

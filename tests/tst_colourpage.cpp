@@ -6,7 +6,9 @@
 #include <QGraphicsPixmapItem>
 #include <QSignalSpy>
 #include <QTest>
+
 #include <QTimer>
+#include <functional>
 
 using namespace testsupport;
 
@@ -66,7 +68,29 @@ private:
         open(picture, name);
         m_window->ui->toolBox->setCurrentIndex(3);
     }
+    // Presses Create and calls `seen` each time the window lets events
+    // through with a new picture on show.
+    void createWatchingEachPicture(const std::function<void()> &seen);
 };
+
+void TestColourPage::createWatchingEachPicture(const std::function<void()> &seen)
+{
+    qint64 lastKey = 0;
+    bool running = true;
+    std::function<void()> look = [&] {
+        if (!running)
+            return;
+        if (m_window->sketchItem && m_window->sketchItem->pixmap().cacheKey() != lastKey) {
+            lastKey = m_window->sketchItem->pixmap().cacheKey();
+            seen();
+        }
+        QTimer::singleShot(0, this, look);
+    };
+    QTimer::singleShot(0, this, look);
+    m_window->ui->pushButtonColorSketch->click();
+    running = false;
+    QTest::qWait(20);
+}
 
 void TestColourPage::create()
 {
@@ -151,24 +175,12 @@ void TestColourPage::everyLevelOfALargePictureIsShown()
     QVERIFY(levels.size() >= 5);
     // Each picture on show is compared when it comes, and not kept.
     std::vector<QString> differences;
-    qint64 lastKey = 0;
-    bool running = true;
-    std::function<void()> look = [&] {
-        if (!running)
-            return;
-        if (m_window->sketchItem && m_window->sketchItem->pixmap().cacheKey() != lastKey) {
-            lastKey = m_window->sketchItem->pixmap().cacheKey();
-            const size_t k = differences.size();
-            differences.push_back(k < levels.size()
-                                          ? firstDifference(shown(), levels[k])
-                                          : QString("more levels than %1").arg(levels.size()));
-        }
-        QTimer::singleShot(0, this, look);
-    };
-    QTimer::singleShot(0, this, look);
-    m_window->ui->pushButtonColorSketch->click();
-    running = false;
-    QTest::qWait(20);
+    createWatchingEachPicture([&] {
+        const size_t k = differences.size();
+        differences.push_back(k < levels.size()
+                                      ? firstDifference(shown(), levels[k])
+                                      : QString("more levels than %1").arg(levels.size()));
+    });
     QCOMPARE(differences.size(), levels.size());
     for (size_t k = 0; k < differences.size(); ++k)
         QVERIFY2(differences[k].isEmpty(),
@@ -192,21 +204,7 @@ void TestColourPage::levelsShareAFewPictures()
     openOnColourPage(largePicture(QImage::Format_RGB32), "large.png");
     m_window->ui->ColorThreshSlider->setValue(12);
     std::vector<qint64> pictures;
-    qint64 lastKey = 0;
-    bool running = true;
-    std::function<void()> look = [&] {
-        if (!running)
-            return;
-        if (m_window->sketchItem && m_window->sketchItem->pixmap().cacheKey() != lastKey) {
-            lastKey = m_window->sketchItem->pixmap().cacheKey();
-            pictures.push_back(shown().cacheKey() >> 32);
-        }
-        QTimer::singleShot(0, this, look);
-    };
-    QTimer::singleShot(0, this, look);
-    m_window->ui->pushButtonColorSketch->click();
-    running = false;
-    QTest::qWait(20);
+    createWatchingEachPicture([&] { pictures.push_back(shown().cacheKey() >> 32); });
     QVERIFY(pictures.size() >= 5);
     std::sort(pictures.begin(), pictures.end());
     pictures.erase(std::unique(pictures.begin(), pictures.end()), pictures.end());

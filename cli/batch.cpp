@@ -5,14 +5,13 @@
 #include "libraryoutput.h"
 #include "messagestream.h"
 #include "report.h"
+#include "sidebyside.h"
 #include "stop.h"
 
 #include <QDir>
 #include <QElapsedTimer>
 
 #include <atomic>
-#include <system_error>
-#include <thread>
 #include <unistd.h>
 
 namespace {
@@ -34,18 +33,7 @@ std::vector<FileOutcome> runJobs(const CommandLine &commandLine, int threads, Co
             console.fileFinished(slot);
         }
     };
-    // std::thread rather than QThread: its start and join are visible to
-    // ThreadSanitizer, while Qt's waits are hidden inside the library.
-    std::vector<std::thread> workers;
-    try {
-        for (int slot = 1; slot < threads; ++slot)
-            workers.emplace_back(work, slot);
-    } catch (const std::system_error &) {
-        // No more threads to be had: the slots started take every file.
-    }
-    work(0);
-    for (std::thread &worker : workers)
-        worker.join();
+    runSideBySide(threads, work);
     return outcomes;
 }
 

@@ -23,6 +23,7 @@ test_packages=(
     parallel            # GNU parallel shares a batch among "machines" in a test
     pngcheck            # checks every PNG file the writer's tests write
     python3-pil         # PIL reads them back
+    python3             # the include-graph check (tests/layering.py)
 )
 for argument in "$@"; do
     if [ "$argument" = --tests ]; then

@@ -2,6 +2,7 @@
 
 #include "imagebuffer.h"
 #include "parallel.h"
+#include "picturemeta.h"
 #include "segmentor.h"
 
 #include <algorithm>
@@ -101,10 +102,7 @@ QImage LevelPictures::newBuffer()
         if (buffer.isNull())
             throw std::bad_alloc();
     }
-    buffer.setDotsPerMeterX(m_picture.dotsPerMeterX());
-    buffer.setDotsPerMeterY(m_picture.dotsPerMeterY());
-    for (const QString &key : m_picture.textKeys())
-        buffer.setText(key, m_picture.text(key));
+    copyResolutionAndText(m_picture, buffer);
     return buffer;
 }
 

@@ -1,5 +1,6 @@
 #include "lineart.h"
 
+#include "picturemeta.h"
 #include "workingformat.h"
 
 QImage lineArt(const QImage &drawing)
@@ -16,9 +17,6 @@ QImage lineArt(const QImage &drawing)
         for (int x = 0; x < source.width(); ++x)
             out[x] = lineArtPixel(in[x] | opaque);
     }
-    layer.setDotsPerMeterX(drawing.dotsPerMeterX());
-    layer.setDotsPerMeterY(drawing.dotsPerMeterY());
-    for (const QString &key : drawing.textKeys())
-        layer.setText(key, drawing.text(key));
+    copyResolutionAndText(drawing, layer);
     return layer;
 }

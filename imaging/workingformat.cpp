@@ -1,6 +1,7 @@
 #include "workingformat.h"
 
 #include "parallel.h"
+#include "picturemeta.h"
 
 #include <QColorSpace>
 
@@ -24,12 +25,9 @@ QImage emptyLike(const QImage &image)
     QImage result(image.size(), QImage::Format_ARGB32);
     if (result.isNull())
         return result;
-    result.setDotsPerMeterX(image.dotsPerMeterX());
-    result.setDotsPerMeterY(image.dotsPerMeterY());
+    copyResolutionAndText(image, result);
     result.setDevicePixelRatio(image.devicePixelRatio());
     result.setOffset(image.offset());
-    for (const QString &key : image.textKeys())
-        result.setText(key, image.text(key));
     result.setColorSpace(image.colorSpace());
     return result;
 }

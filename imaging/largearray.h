@@ -13,6 +13,9 @@
 void *allocateLarge(size_t bytes);
 // `bytes` is what was asked for.
 void releaseLarge(void *memory, size_t bytes);
+// Whether a block of `bytes` gets a mapping of its own, aligned to huge
+// pages, rather than memory from the heap.
+bool mapsAlone(size_t bytes);
 
 // A fixed-size array of plain values, all bytes zero at first unless asked
 // otherwise.

@@ -1,8 +1,5 @@
-#include "imagebuffer.h"
-
 #include "largearray.h"
 
-#include <climits>
 #include <cstdint>
 #include <cstdlib>
 #include <new>
@@ -15,22 +12,22 @@ namespace {
 
 constexpr size_t HugePage = size_t(2) << 20;
 
-bool mappedAlone(size_t bytes)
-{
-#if defined(__linux__) && defined(MADV_HUGEPAGE)
-    return bytes >= 2 * HugePage;
-#else
-    Q_UNUSED(bytes);
-    return false;
-#endif
-}
-
 size_t mappedSize(size_t bytes)
 {
     return (bytes + HugePage - 1) / HugePage * HugePage;
 }
 
 } // namespace
+
+bool mapsAlone(size_t bytes)
+{
+#if defined(__linux__) && defined(MADV_HUGEPAGE)
+    return bytes >= 2 * HugePage;
+#else
+    (void)bytes;
+    return false;
+#endif
+}
 
 // A large block gets a mapping of its own, aligned to huge pages, which
 // goes back to the system when it is freed: blocks taken from the heap
@@ -39,7 +36,7 @@ size_t mappedSize(size_t bytes)
 void *allocateLarge(size_t bytes)
 {
 #if defined(__linux__) && defined(MADV_HUGEPAGE)
-    if (mappedAlone(bytes)) {
+    if (mapsAlone(bytes)) {
         const size_t size = mappedSize(bytes);
         void *raw = mmap(nullptr, size + HugePage, PROT_READ | PROT_WRITE,
                          MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
@@ -69,58 +66,10 @@ void releaseLarge(void *memory, size_t bytes)
     if (!memory)
         return;
 #if defined(__linux__) && defined(MADV_HUGEPAGE)
-    if (mappedAlone(bytes)) {
+    if (mapsAlone(bytes)) {
         munmap(memory, mappedSize(bytes));
         return;
     }
 #endif
     free(memory);
-}
-
-namespace {
-
-struct Mapping
-{
-    void *memory;
-    size_t bytes;
-};
-
-void releaseMapping(void *info)
-{
-    const Mapping *mapping = static_cast<Mapping *>(info);
-    releaseLarge(mapping->memory, mapping->bytes);
-    delete mapping;
-}
-
-QImage allocate(QSize size, QImage::Format format)
-{
-    const qsizetype bytesPerLine = qsizetype(size.width()) * 4;
-    const size_t bytes = size_t(bytesPerLine) * size_t(qMax(0, size.height()));
-    const bool thirtyTwoBit = format == QImage::Format_RGB32 || format == QImage::Format_ARGB32;
-    if (thirtyTwoBit && mappedAlone(bytes) && bytesPerLine <= INT_MAX) {
-        try {
-            auto *mapping = new Mapping {allocateLarge(bytes), bytes};
-            return QImage(static_cast<uchar *>(mapping->memory), size.width(), size.height(),
-                          int(bytesPerLine), format, releaseMapping, mapping);
-        } catch (const std::bad_alloc &) {
-            // Qt's own allocation says no in its own way: a null picture.
-        }
-    }
-    return QImage(size, format);
-}
-
-} // namespace
-
-QImage newImage(const QImage &like, QImage::Format format)
-{
-    QImage image = allocate(like.size(), format);
-    // QImage gives a null picture when memory runs out: the callers would
-    // write into it.
-    if (image.isNull() && !like.size().isEmpty())
-        throw std::bad_alloc();
-    image.setDotsPerMeterX(like.dotsPerMeterX());
-    image.setDotsPerMeterY(like.dotsPerMeterY());
-    for (const QString &key : like.textKeys())
-        image.setText(key, like.text(key));
-    return image;
 }

@@ -10,6 +10,7 @@
 #include <QThread>
 
 #include <climits>
+#include <functional>
 #include <unistd.h>
 
 namespace {
@@ -40,22 +41,32 @@ QString effectsHelp()
         if (effect.contourLayer)
             text += optionLine(QStringLiteral("--") + NoContour,
                                QStringLiteral("leave the contours out"));
-        if (effect.greyLines)
+        if (effect.transparentLines)
             text += optionLine(QStringLiteral("--") + Transparent,
                                QStringLiteral("black lines on a transparent layer (PNG only)"));
     }
     return text;
 }
 
+// The names of the effects that `chosen` keeps, in the table's order and
+// joined as prose: "pen, pencil, poster or color" with `last` " or ".
+QString effectNames(const std::function<bool(const Effect &)> &chosen, const QString &last)
+{
+    QStringList names;
+    for (const Effect &effect : effects()) {
+        if (chosen(effect))
+            names << QLatin1String(effect.name);
+    }
+    if (names.size() < 2)
+        return names.join(QString());
+    const QString final = names.takeLast();
+    return names.join(QStringLiteral(", ")) + last + final;
+}
+
 // "pen, pencil, poster or color"
 QString effectNames()
 {
-    QStringList names;
-    for (const Effect &effect : effects())
-        names << QLatin1String(effect.name);
-    const QString last = names.takeLast();
-    return names.isEmpty() ? last
-                           : names.join(QStringLiteral(", ")) + QStringLiteral(" or ") + last;
+    return effectNames([](const Effect &) { return true; }, QStringLiteral(" or "));
 }
 
 QString description()
@@ -198,10 +209,12 @@ EffectValues effectValues(const QCommandLineParser &parser, const Effect &effect
     if (parser.isSet(NoContour) && !effect.contourLayer)
         refuse(QStringLiteral("the %1 effect has no option --%2")
                        .arg(QLatin1String(effect.name), NoContour));
-    if (parser.isSet(Transparent) && !effect.greyLines)
+    if (parser.isSet(Transparent) && !effect.transparentLines)
         refuse(QStringLiteral("the %1 effect has no option --%2: only the grey drawings of "
-                              "pen and pencil come as lines on a transparent layer")
-                       .arg(QLatin1String(effect.name), Transparent));
+                              "%3 come as lines on a transparent layer")
+                       .arg(QLatin1String(effect.name), Transparent,
+                            effectNames([](const Effect &other) { return other.transparentLines; },
+                                        QStringLiteral(" and "))));
     EffectValues values = effect.defaults();
     for (const EffectSetting &setting : effect.settings) {
         const QString name = QLatin1String(setting.name);

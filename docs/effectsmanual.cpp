@@ -48,7 +48,7 @@ QString effectEntry(const Effect &effect)
         text += settingEntry(setting);
     if (effect.contourLayer)
         text += QStringLiteral(".TP\n.B \\-\\-no\\-contour\nLeave the outlines out.\n");
-    if (effect.greyLines)
+    if (effect.transparentLines)
         text += QStringLiteral(".TP\n.B \\-\\-transparent\n"
                                "Black lines on a transparent layer instead of grey on white: a "
                                "pixel of grey\n.I g\nbecomes black of opacity 255 \\(mi\n.IR g "

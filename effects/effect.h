@@ -43,23 +43,28 @@ using EffectDraw
         = QImage (*)(const QImage &picture, const unsigned char *edges, const EffectValues &values,
                      RandomSequence &random, const Progress &progress, QString *problem);
 
+// An effect as the table gives it; every field is set by name there.
 struct Effect
 {
     // The command-line name: "pencil".
-    const char *name;
+    const char *name = nullptr;
     // One line for --help and the manual.
-    const char *description;
+    const char *description = nullptr;
     // In the order the page shows them; for an effect with a contour layer,
     // the layer's two levels come last.
     std::vector<EffectSetting> settings;
     // Whether the shared contour layer can be left out (--no-contour).
-    bool contourLayer;
+    bool contourLayer = false;
     // Whether the effect reads the edge map.
-    bool needsEdges;
-    // Whether the drawing is grey lines on white, which --transparent turns
-    // into black lines on a transparent layer.
-    bool greyLines;
-    EffectDraw draw;
+    bool needsEdges = false;
+    // Whether the drawing is grey: every pixel opaque with its three
+    // channels equal, so that a PNG of it takes one grey channel and tone
+    // levels apply to it.
+    bool greyDrawing = false;
+    // Whether the drawing is dark lines on white that --transparent may
+    // give as black lines on a transparent layer instead.
+    bool transparentLines = false;
+    EffectDraw draw = nullptr;
     // A paragraph for the manual after the settings, or null.
     const char *notes = nullptr;
 

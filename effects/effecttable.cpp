@@ -3,12 +3,7 @@
 // records, which the window's sliders start at too.
 
 #include "effect.h"
-
-#include "coloursketch.h"
-#include "contours.h"
-#include "pencilsketch.h"
-#include "pensketch.h"
-#include "postersketch.h"
+#include "effectrecords.h"
 
 namespace {
 
@@ -23,50 +18,28 @@ std::vector<EffectSetting> withContourLevels(std::vector<EffectSetting> settings
     return settings;
 }
 
-ContourSettings contourValues(const EffectValues &values)
-{
-    ContourSettings contours;
-    contours.on = values.contours;
-    contours.black = values.value("contour-black");
-    contours.white = values.value("contour-white");
-    return contours;
-}
-
 QImage drawPen(const QImage &picture, const unsigned char *edges, const EffectValues &values,
                RandomSequence &, const Progress &progress, QString *)
 {
-    PenSettings pen;
-    pen.black = values.value("black");
-    pen.white = values.value("white");
-    return pensketch(picture, edges, pen, progress);
+    return pensketch(picture, edges, penSettings(values), progress);
 }
 
 QImage drawPencil(const QImage &picture, const unsigned char *edges, const EffectValues &values,
                   RandomSequence &random, const Progress &progress, QString *)
 {
-    PencilSettings pencil;
-    pencil.density = values.value("density");
-    pencil.black = values.value("black");
-    pencil.white = values.value("white");
-    pencil.contours = contourValues(values);
-    return pencilSketch(picture, edges, pencil, random, progress);
+    return pencilSketch(picture, edges, pencilSettings(values), random, progress);
 }
 
 QImage drawPoster(const QImage &picture, const unsigned char *edges, const EffectValues &values,
                   RandomSequence &random, const Progress &progress, QString *)
 {
-    PosterSettings poster;
-    poster.colours = values.value("colors");
-    poster.contours = contourValues(values);
-    return posterSketch(picture, edges, poster, random, progress);
+    return posterSketch(picture, edges, posterSettings(values), random, progress);
 }
 
 QImage drawColour(const QImage &picture, const unsigned char *, const EffectValues &values,
                   RandomSequence &, const Progress &progress, QString *problem)
 {
-    ColourSketchSettings colour;
-    colour.threshold = values.value("threshold");
-    colour.brush = values.value("brush");
+    const ColourSketchSettings colour = colourSketchSettings(values);
     const QImage sketch = colourSketch(picture, colour, progress);
     if (sketch.isNull())
         *problem = QStringLiteral("at threshold %1 and brushstroke size %2 no two regions "
@@ -77,56 +50,82 @@ QImage drawColour(const QImage &picture, const unsigned char *, const EffectValu
     return sketch;
 }
 
-std::vector<Effect> makeTable()
+Effect penEffect()
 {
     const PenSettings pen;
+    Effect effect;
+    effect.name = "pen";
+    effect.description = "ink drawing of the picture's contours";
+    effect.settings = {{"black", "Black level", 0, 255, pen.black, "black level"},
+                       {"white", "White level", 0, 255, pen.white, "white level"}};
+    effect.needsEdges = true;
+    effect.greyDrawing = true;
+    effect.transparentLines = true;
+    effect.draw = drawPen;
+    effect.notes = "The picture's outlines, dark lines on white: a higher black level darkens the "
+                   "dark lines, a lower white level whitens the fainter ones.";
+    return effect;
+}
+
+Effect pencilEffect()
+{
     const PencilSettings pencil;
+    Effect effect;
+    effect.name = "pencil";
+    effect.description = "cross-hatched pencil drawing";
+    effect.settings = withContourLevels(
+            {{"density", "Line density", 1, 10, pencil.density, "stroke spacing"},
+             {"black", "Black level", 0, 255, pencil.black, "black level of the hatching"},
+             {"white", "White level", 0, 255, pencil.white, "white level of the hatching"}});
+    effect.contourLayer = true;
+    effect.needsEdges = true;
+    effect.greyDrawing = true;
+    effect.transparentLines = true;
+    effect.draw = drawPencil;
+    effect.notes = "Cross-hatched pencil strokes that follow the picture's light and shade, over "
+                   "its outlines.";
+    return effect;
+}
+
+Effect posterEffect()
+{
     const PosterSettings poster;
+    Effect effect;
+    effect.name = "poster";
+    effect.description = "flat colour areas with contours";
+    effect.settings
+            = withContourLevels({{"colors", "Colors", 2, 30, poster.colours, "number of colours"}});
+    effect.contourLayer = true;
+    effect.needsEdges = true;
+    effect.draw = drawPoster;
+    effect.notes = "The picture in a few flat colours, with its outlines.";
+    return effect;
+}
+
+Effect colourEffect()
+{
     const ColourSketchSettings colour;
-    return {
-            {"pen",
-             "ink drawing of the picture's contours",
-             {{"black", "Black level", 0, 255, pen.black, "black level"},
-              {"white", "White level", 0, 255, pen.white, "white level"}},
-             false,
-             true,
-             true,
-             drawPen,
-             "The picture's outlines, dark lines on white: a higher black level darkens the "
-             "dark lines, a lower white level whitens the fainter ones."},
-            {"pencil", "cross-hatched pencil drawing",
-             withContourLevels(
-                     {{"density", "Line density", 1, 10, pencil.density, "stroke spacing"},
-                      {"black", "Black level", 0, 255, pencil.black, "black level of the hatching"},
-                      {"white", "White level", 0, 255, pencil.white,
-                       "white level of the hatching"}}),
-             true, true, true, drawPencil,
-             "Cross-hatched pencil strokes that follow the picture's light and shade, over its "
-             "outlines."},
-            {"poster", "flat colour areas with contours",
-             withContourLevels({{"colors", "Colors", 2, 30, poster.colours, "number of colours"}}),
-             true, true, false, drawPoster,
-             "The picture in a few flat colours, with its outlines."},
-            {"color",
-             "colour sketch of merged regions",
-             {{"threshold", "Color threshold", 0, 99, colour.threshold,
-               "colour distance up to which regions merge"},
-              {"brush", "Brushstroke size", 0, 500, colour.brush, "brushstroke size"}},
-             false,
-             false,
-             false,
-             drawColour,
-             "Regions of similar colour merged into brush strokes; the brushstroke size is the "
-             "largest region, in pixels, that still merges. A colour sketch that reaches no level "
-             "of merging (threshold 0, a picture of one colour, brushstroke size 0) has no "
-             "picture: nothing is written and the file counts as failed."},
-    };
+    Effect effect;
+    effect.name = "color";
+    effect.description = "colour sketch of merged regions";
+    effect.settings = {{"threshold", "Color threshold", 0, 99, colour.threshold,
+                        "colour distance up to which regions merge"},
+                       {"brush", "Brushstroke size", 0, 500, colour.brush, "brushstroke size"}};
+    effect.draw = drawColour;
+    effect.notes = "Regions of similar colour merged into brush strokes; the brushstroke size is "
+                   "the largest region, in pixels, that still merges. A colour sketch that "
+                   "reaches no level of merging (threshold 0, a picture of one colour, "
+                   "brushstroke size 0) has no picture: nothing is written and the file counts "
+                   "as failed.";
+    return effect;
 }
 
 } // namespace
 
 const std::vector<Effect> &effects()
 {
-    static const std::vector<Effect> table = makeTable();
+    // In the order of the window's pages.
+    static const std::vector<Effect> table
+            = {penEffect(), pencilEffect(), posterEffect(), colourEffect()};
     return table;
 }

@@ -112,7 +112,7 @@ void drawEffect(const Effect &effect, const QImage &working, const unsigned char
         return;
     }
     require(drawing.width() == working.width());
-    if (effect.greyLines)
+    if (effect.greyDrawing)
         require(levelledHatching(drawing, s.black, s.white).size() == drawing.size());
     if (!effect.contourLayer || !values.contours)
         return;

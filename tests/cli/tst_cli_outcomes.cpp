@@ -109,13 +109,11 @@ QJsonArray CliOutcomesTest::runEffect(const Effect &effect, int *status)
 
 void CliOutcomesTest::effectMakesNoPicture()
 {
-    const Effect effect {"wide",
-                         "draws wide pictures only",
-                         {{"grey", "Grey", 0, 255, 77, "grey"}},
-                         false,
-                         false,
-                         false,
-                         onlyWide};
+    Effect effect;
+    effect.name = "wide";
+    effect.description = "draws wide pictures only";
+    effect.settings = {{"grey", "Grey", 0, 255, 77, "grey"}};
+    effect.draw = onlyWide;
     int status = -1;
     const QJsonArray records = runEffect(effect, &status);
     QCOMPARE(status, 1);
@@ -143,8 +141,11 @@ void CliOutcomesTest::effectMakesNoPicture()
 
 void CliOutcomesTest::effectRunsOutOfMemory()
 {
-    const Effect effect {"greedy", "needs more memory than there is", {}, false, true, false,
-                         noMemory};
+    Effect effect;
+    effect.name = "greedy";
+    effect.description = "needs more memory than there is";
+    effect.needsEdges = true;
+    effect.draw = noMemory;
     int status = -1;
     const QJsonArray records = runEffect(effect, &status);
     QCOMPARE(status, 1);

@@ -77,7 +77,7 @@ void CliPngTest::colourTypes_data()
     // Grey drawings take one grey channel, the others RGB.
     for (const Effect &effect : effects())
         QTest::newRow(effect.name)
-                << QString::fromLatin1(effect.name) << (effect.greyLines ? 0 : 2);
+                << QString::fromLatin1(effect.name) << (effect.greyDrawing ? 0 : 2);
 }
 
 // The colour type is byte 25 of the file, in the header that comes first.
@@ -149,7 +149,7 @@ void CliPngTest::transparentOverWhite_data()
     QTest::addColumn<QImage>("ordinary");
     const QImage working = readWorking(m_input);
     for (const Effect &effect : effects()) {
-        if (!effect.greyLines)
+        if (!effect.transparentLines)
             continue;
         const QString name = QLatin1String(effect.name);
         QTest::newRow(effect.name) << QStringList {name} << coreDrawing(name, working);

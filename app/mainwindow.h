@@ -15,6 +15,7 @@ class HelpDialog;
 class QGraphicsPixmapItem;
 class RandomSequence;
 struct ContourSettings;
+struct EffectValues;
 struct Progress;
 
 namespace Ui {
@@ -105,6 +106,8 @@ private:
     // out of memory then ends as a failed open does: nothing is shown.
     bool withinMemory(const std::function<void()> &work);
     void redrawPenSketch(int black, int white);
+    // The values of an effect's page: its sliders and its contour box.
+    EffectValues pageValues(const char *effect) const;
     ContourSettings pencilContours() const;
     ContourSettings posterContours() const;
     const unsigned char *edgeData() const;

@@ -2,12 +2,9 @@
 
 #include "mainwindow.h"
 
-#include "coloursketch.h"
-#include "contours.h"
+#include "effectrecords.h"
 #include "levels.h"
-#include "pencilsketch.h"
-#include "pensketch.h"
-#include "postersketch.h"
+#include "pagesliders.h"
 #include "progress.h"
 
 #include "ui_mainwindow.h"
@@ -20,13 +17,16 @@ void MainWindow::updatePenLevels(QImage &layer, int black, int white)
     penLevels(layer, edgeData(), black, white);
 }
 
+EffectValues MainWindow::pageValues(const char *effect) const
+{
+    return ::pageValues(*this, *findEffect(QLatin1String(effect)));
+}
+
 // Pen sketch
 
 void MainWindow::on_pushButtonPencilSketch_clicked()
 {
-    PenSettings settings;
-    settings.black = ui->PencilLevelsSlider->value();
-    settings.white = ui->pencilLevelSlider2->value();
+    const PenSettings settings = penSettings(pageValues("pen"));
     if (!edgesMatch(sourceImage))
         return;
     ui->progressBar->setValue(0);
@@ -73,12 +73,7 @@ void MainWindow::redrawPenSketch(int black, int white)
 
 void MainWindow::on_pushButtonPencilCross_clicked()
 {
-    PencilSettings settings;
-    settings.density = ui->horizontalSliderDens->value();
-    settings.black = ui->horizontalSliderMinCol->value();
-    settings.white = ui->horizontalSliderMaxCol->value();
-    settings.contours = pencilContours();
-    settings.contours.on = ui->groupBoxContoursPencil->isChecked();
+    const PencilSettings settings = pencilSettings(pageValues("pencil"));
     if (!edgesMatch(sourceImage))
         return;
     ui->progressBar->setValue(0);
@@ -125,9 +120,8 @@ void MainWindow::updatePencilLevels()
 // The pencil page's contour sliders, the layer on.
 ContourSettings MainWindow::pencilContours() const
 {
-    ContourSettings contours;
-    contours.black = ui->horizontalSliderBlackLevelContours->value();
-    contours.white = ui->horizontalSliderWhiteLevelContours->value();
+    ContourSettings contours = contourSettings(pageValues("pencil"));
+    contours.on = true;
     return contours;
 }
 
@@ -175,9 +169,7 @@ void MainWindow::on_horizontalSliderWhiteLevelContours_valueChanged(int value)
 
 void MainWindow::on_pushButtonCreatePoster_clicked()
 {
-    PosterSettings settings;
-    settings.colours = ui->horizontalSliderPosterColors->value();
-    settings.contours = posterContours();
+    const PosterSettings settings = posterSettings(pageValues("poster"));
     if (!edgesMatch(sourceImage))
         return;
     ui->progressBar->setValue(0);
@@ -206,11 +198,7 @@ void MainWindow::updatePosterContours()
 // The poster page's contour group box and sliders.
 ContourSettings MainWindow::posterContours() const
 {
-    ContourSettings contours;
-    contours.on = ui->groupBoxPosterContour->isChecked();
-    contours.black = ui->horizontalSliderPosterContourBlack->value();
-    contours.white = ui->horizontalSliderPosterContourWhite->value();
-    return contours;
+    return contourSettings(pageValues("poster"));
 }
 
 void MainWindow::on_horizontalSliderPosterContourBlack_valueChanged(int value)
@@ -248,9 +236,7 @@ void MainWindow::on_groupBoxPosterContour_toggled(bool arg1)
 // further level and stops at the next one.
 void MainWindow::on_pushButtonColorSketch_clicked()
 {
-    ColourSketchSettings settings;
-    settings.threshold = ui->ColorThreshSlider->value();
-    settings.brush = ui->ClustersSizeSlider->value();
+    const ColourSketchSettings settings = colourSketchSettings(pageValues("color"));
     if (sourceImage.isNull())
         return;
     ui->progressBar->setVisible(true);

@@ -1,11 +1,14 @@
 // The window's form and the table of effects never drift apart: every
 // setting of the table has its slider on its effect's page, which starts at
 // the setting's default and moves within its range, and every effect with a
-// contour layer has its checkable "Contour" box.
+// contour layer has its checkable "Contour" box. The window's own table of
+// sliders (pagesliders.h) is what ties them, and the pages read their
+// values through it.
 
 #include "contours.h"
 #include "effect.h"
 #include "mainwindow.h"
+#include "pagesliders.h"
 
 #include <QGroupBox>
 #include <QSlider>
@@ -14,37 +17,9 @@
 
 namespace {
 
-struct SliderOf
-{
-    const char *effect;
-    const char *setting;
-    const char *slider;
-};
-
-// The form's object names are fixed; this is where they meet the table.
-const SliderOf Sliders[] = {
-        {"pen", "black", "PencilLevelsSlider"},
-        {"pen", "white", "pencilLevelSlider2"},
-        {"pencil", "density", "horizontalSliderDens"},
-        {"pencil", "black", "horizontalSliderMinCol"},
-        {"pencil", "white", "horizontalSliderMaxCol"},
-        {"pencil", "contour-black", "horizontalSliderBlackLevelContours"},
-        {"pencil", "contour-white", "horizontalSliderWhiteLevelContours"},
-        {"poster", "colors", "horizontalSliderPosterColors"},
-        {"poster", "contour-black", "horizontalSliderPosterContourBlack"},
-        {"poster", "contour-white", "horizontalSliderPosterContourWhite"},
-        {"color", "threshold", "ColorThreshSlider"},
-        {"color", "brush", "ClustersSizeSlider"},
-};
-
-const std::pair<const char *, const char *> ContourBoxes[] = {
-        {"pencil", "groupBoxContoursPencil"},
-        {"poster", "groupBoxPosterContour"},
-};
-
 const char *sliderOf(const Effect &effect, const EffectSetting &setting)
 {
-    for (const SliderOf &entry : Sliders) {
+    for (const PageSlider &entry : pageSliders()) {
         if (!qstrcmp(entry.effect, effect.name) && !qstrcmp(entry.setting, setting.name))
             return entry.slider;
     }
@@ -53,9 +28,9 @@ const char *sliderOf(const Effect &effect, const EffectSetting &setting)
 
 const char *contourBoxOf(const Effect &effect)
 {
-    for (const auto &[name, box] : ContourBoxes) {
-        if (!qstrcmp(name, effect.name))
-            return box;
+    for (const PageContourBox &entry : pageContourBoxes()) {
+        if (!qstrcmp(entry.effect, effect.name))
+            return entry.box;
     }
     return nullptr;
 }
@@ -83,6 +58,8 @@ private slots:
     void slidersFollowTheTable();
     void everySliderIsInTheTable();
     void contourBoxes();
+    void everyEntryNamesTheTable();
+    void pagesShowTheirValues();
 
 private:
     QWidget *pageOf(const Effect &effect) const
@@ -128,7 +105,7 @@ void TestFormTable::slidersFollowTheTable()
     const Effect &known = *findEffect(effect);
     const EffectSetting &entry = *known.setting(setting);
     const char *name = sliderOf(known, entry);
-    QVERIFY2(name, "no slider of the form is named for this setting in tst_formtable");
+    QVERIFY2(name, "no slider of the form is named for this setting in app/pagesliders.cpp");
     QSlider *slider = pageOf(known)->findChild<QSlider *>(QLatin1String(name));
     QVERIFY2(slider, qPrintable(QStringLiteral("%1 is not on the page of %2").arg(name, effect)));
     QCOMPARE(slider->minimum(), entry.minimum);
@@ -160,6 +137,49 @@ void TestFormTable::contourBoxes()
         QCOMPARE(boxes.first()->objectName(), QLatin1String(name));
         QVERIFY(boxes.first()->isCheckable());
         QCOMPARE(boxes.first()->isChecked(), defaults.on);
+    }
+}
+
+// No entry of the window's table names an effect or a setting that the
+// table of effects does not have.
+void TestFormTable::everyEntryNamesTheTable()
+{
+    for (const PageSlider &entry : pageSliders()) {
+        const Effect *effect = findEffect(QLatin1String(entry.effect));
+        QVERIFY2(effect, entry.effect);
+        QVERIFY2(effect->setting(QLatin1String(entry.setting)), entry.setting);
+    }
+    for (const PageContourBox &entry : pageContourBoxes()) {
+        const Effect *effect = findEffect(QLatin1String(entry.effect));
+        QVERIFY2(effect && effect->contourLayer, entry.effect);
+    }
+}
+
+// What the pages give the effects follows their sliders and boxes, setting
+// by setting: at start the table's defaults, and after every control has
+// moved, the values moved to.
+void TestFormTable::pagesShowTheirValues()
+{
+    for (const Effect &effect : effects()) {
+        const EffectValues start = pageValues(*m_window, effect);
+        QCOMPARE(start.numbers, effect.defaults().numbers);
+        QCOMPARE(start.contours, true);
+
+        EffectValues moved = effect.defaults();
+        for (const EffectSetting &setting : effect.settings) {
+            const int value = setting.minimum + (setting.maximum - setting.minimum) / 3;
+            moved.numbers[QLatin1String(setting.name)] = value;
+            pageOf(effect)
+                    ->findChild<QSlider *>(QLatin1String(sliderOf(effect, setting)))
+                    ->setValue(value);
+        }
+        if (const char *box = contourBoxOf(effect)) {
+            pageOf(effect)->findChild<QGroupBox *>(QLatin1String(box))->setChecked(false);
+            moved.contours = false;
+        }
+        const EffectValues shown = pageValues(*m_window, effect);
+        QCOMPARE(shown.numbers, moved.numbers);
+        QCOMPARE(shown.contours, moved.contours);
     }
 }
 

@@ -2,8 +2,8 @@
 
 #include "libraryoutput.h"
 #include "picturelimits.h"
+#include "standardio.h"
 #include "stop.h"
-#include "streams.h"
 #include "warnings.h"
 #include "workingformat.h"
 

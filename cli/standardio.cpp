@@ -1,4 +1,4 @@
-#include "streams.h"
+#include "standardio.h"
 
 #include "messagestream.h"
 #include "stop.h"

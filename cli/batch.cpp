@@ -1,10 +1,8 @@
 #include "batch.h"
 
-#include "console.h"
 #include "filerunner.h"
-#include "libraryoutput.h"
-#include "messagestream.h"
 #include "report.h"
+#include "standarderror.h"
 #include "stop.h"
 
 #include <QDir>

@@ -1,10 +1,9 @@
 #include "imagefiles.h"
 
-#include "libraryoutput.h"
 #include "picturelimits.h"
+#include "standarderror.h"
 #include "standardio.h"
 #include "stop.h"
-#include "warnings.h"
 #include "workingformat.h"
 
 #include <QBuffer>

@@ -1,6 +1,6 @@
 #include "standardio.h"
 
-#include "messagestream.h"
+#include "standarderror.h"
 #include "stop.h"
 
 #include <cerrno>

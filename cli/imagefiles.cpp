@@ -177,6 +177,25 @@ QImage readPicture(const QString &path, bool autoOrient, QString *error, QString
     return readWith(reader, error, warnings);
 }
 
+QStringList pictureSuffixes()
+{
+    return {QStringLiteral("png"), QStringLiteral("jpg"), QStringLiteral("jpeg"),
+            QStringLiteral("bmp"), QStringLiteral("tif"), QStringLiteral("tiff"),
+            QStringLiteral("gif"), QStringLiteral("webp")};
+}
+
+QStringList readableSuffixes()
+{
+    // Qt names its formats by their usual suffixes, "jpg" and "tif" included.
+    const QList<QByteArray> readable = QImageReader::supportedImageFormats();
+    QStringList suffixes;
+    for (const QString &suffix : pictureSuffixes()) {
+        if (readable.contains(suffix.toLatin1()))
+            suffixes << suffix;
+    }
+    return suffixes;
+}
+
 QByteArray formatForPath(const QString &path)
 {
     const QString suffix = QFileInfo(path).suffix().toLower();

@@ -1,11 +1,9 @@
 #include "batch.h"
 
-#include "console.h"
 #include "filerunner.h"
-#include "libraryoutput.h"
-#include "messagestream.h"
 #include "report.h"
 #include "sidebyside.h"
+#include "standarderror.h"
 #include "stop.h"
 
 #include <QDir>

@@ -78,6 +78,10 @@ _kestrova_cli()
     elif [[ -z $effect ]]; then
         COMPREPLY=($(compgen -W "$(awk 'NF == 1' <<<"$table")" -- "$cur"))
     else
+        # Every suffix -r takes from folders (pictureSuffixes() in
+        # cli/imagefiles.cpp; tests/packaging/completion.sh checks this list
+        # against the help), and the netpbm and X formats Qt also reads, for
+        # a picture named on its own.
         _filedir '@(png|jpg|jpeg|bmp|gif|tif|tiff|webp|ppm|pgm|pbm|xbm|xpm)'
     fi
 } &&

@@ -3,8 +3,8 @@
 #include "imagefiles.h"
 #include "lineart.h"
 #include "parallel.h"
+#include "standarderror.h"
 #include "stop.h"
-#include "warnings.h"
 
 #include <QDir>
 #include <QElapsedTimer>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "console.h"
 #include "options.h"
 #include "report.h"
+#include "standarderror.h"
 
 #include "progress.h"
 

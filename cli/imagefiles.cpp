@@ -1,10 +1,9 @@
 #include "imagefiles.h"
 
-#include "libraryoutput.h"
 #include "picturelimits.h"
+#include "standarderror.h"
+#include "standardio.h"
 #include "stop.h"
-#include "streams.h"
-#include "warnings.h"
 #include "workingformat.h"
 
 #include <QBuffer>
@@ -176,6 +175,25 @@ QImage readPicture(const QString &path, bool autoOrient, QString *error, QString
     if (autoOrient)
         reader.setAutoTransform(true);
     return readWith(reader, error, warnings);
+}
+
+QStringList pictureSuffixes()
+{
+    return {QStringLiteral("png"), QStringLiteral("jpg"), QStringLiteral("jpeg"),
+            QStringLiteral("bmp"), QStringLiteral("tif"), QStringLiteral("tiff"),
+            QStringLiteral("gif"), QStringLiteral("webp")};
+}
+
+QStringList readableSuffixes()
+{
+    // Qt names its formats by their usual suffixes, "jpg" and "tif" included.
+    const QList<QByteArray> readable = QImageReader::supportedImageFormats();
+    QStringList suffixes;
+    for (const QString &suffix : pictureSuffixes()) {
+        if (readable.contains(suffix.toLatin1()))
+            suffixes << suffix;
+    }
+    return suffixes;
 }
 
 QByteArray formatForPath(const QString &path)

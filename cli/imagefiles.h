@@ -24,6 +24,19 @@ QString outputName(const QString &path);
 // with a warning only).
 QImage readPicture(const QString &path, bool autoOrient, QString *error, QStringList *warnings);
 
+// The suffixes of the pictures -r takes from folders, in lower case and in
+// the order the help gives them. A fixed list, not every format Qt reads:
+// Qt also reads icons, cursors, TGA, MNG, netpbm and X bitmaps, and a folder
+// of photographs should not have its icons drawn, nor a batch take other
+// files once another plugin is installed. The help is written from this
+// list; tests/packaging checks the manual page's and the completion's
+// against the help.
+QStringList pictureSuffixes();
+// Those of pictureSuffixes() this Qt has a reader for: without the image
+// format plugins, a folder's TIFF and WebP files are left out rather than
+// each failing to read.
+QStringList readableSuffixes();
+
 // The writer format for a file name's suffix: "png" or "jpeg", empty when the
 // suffix names neither.
 QByteArray formatForPath(const QString &path);

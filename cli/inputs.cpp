@@ -6,23 +6,9 @@
 #include <QDirIterator>
 #include <QFileInfo>
 #include <QHash>
-#include <QImageReader>
 #include <QSet>
 
 namespace {
-
-// The suffixes of the pictures taken from folders, as far as this Qt has a
-// reader for them.
-QSet<QString> pictureSuffixes()
-{
-    const QList<QByteArray> readable = QImageReader::supportedImageFormats();
-    QSet<QString> suffixes;
-    for (const char *suffix : {"png", "jpg", "jpeg", "bmp", "tif", "tiff", "gif", "webp"}) {
-        if (readable.contains(suffix))
-            suffixes.insert(QLatin1String(suffix));
-    }
-    return suffixes;
-}
 
 // Where `output` lies inside `folder`, relative to it; empty when it lies
 // elsewhere, is the folder itself or does not exist yet.
@@ -44,7 +30,8 @@ QString nestedFolder(const QString &folder, const QString &output)
 // drawings of the first. Links to folders are not followed.
 QStringList picturesIn(const QString &folder, const QString &outputFolder)
 {
-    static const QSet<QString> suffixes = pictureSuffixes();
+    static const QStringList readable = readableSuffixes();
+    static const QSet<QString> suffixes(readable.cbegin(), readable.cend());
     const QString skipped = nestedFolder(folder, outputFolder);
     const QDir root(QFileInfo(folder).absoluteFilePath());
     QStringList found;

@@ -100,9 +100,10 @@ void addOptions(QCommandLineParser &parser)
              QStringLiteral("DIR")},
             {{QStringLiteral("r"), QStringLiteral("recursive")},
              QStringLiteral("Batch mode: draw every picture in the folders among the inputs "
-                            "and their subfolders (png, jpg, jpeg, bmp, tif, tiff, gif, webp; "
-                            "hidden files and folders left out), in the same tree under "
-                            "<DIR>.")},
+                            "and their subfolders (")
+                     + pictureSuffixes().join(QStringLiteral(", "))
+                     + QStringLiteral("; hidden files and folders left out), in the same tree "
+                                      "under <DIR>.")},
             {QStringLiteral("format"),
              QStringLiteral("Format of the drawings with -o or OUTPUT -, png or jpg "
                             "(default png)."),

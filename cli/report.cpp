@@ -1,7 +1,7 @@
 #include "report.h"
 
-#include "console.h"
 #include "imagefiles.h"
+#include "standarderror.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>

@@ -5,7 +5,7 @@
 #include "clitest.h"
 
 #include "batch.h"
-#include "streams.h"
+#include "standardio.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>

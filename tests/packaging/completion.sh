@@ -143,6 +143,21 @@ expect "CASTLE.JPEG beach.jpg photos portrait.png" pen --black = 200 ''
 expect "portrait.png" pencil por
 expect "photos/inside.png" pen photos/
 
+# Every suffix -r takes from folders, as the help lists them, is offered in
+# lower and upper case; the completion may offer more.
+suffixes=$("$cli" --help |
+    awk '/^  -r, --recursive/ { on = 1 } on && /^  -/ && !/--recursive/ { exit } on' |
+    tr -s ' \n' ' ' | grep -oE '([a-z0-9]+, )+[a-z0-9]+;' | tr -d ',;')
+[ -n "$suffixes" ] || { echo "FAIL: kestrova-cli --help lists no suffix for -r"; exit 1; }
+mkdir kinds
+touch kinds/notes.txt
+pictures=()
+for suffix in $suffixes; do
+    touch "kinds/lower.$suffix" "kinds/UPPER.${suffix^^}"
+    pictures+=("kinds/lower.$suffix" "kinds/UPPER.${suffix^^}")
+done
+includes "${pictures[@]}" but-not kinds/notes.txt -- pen kinds/
+
 if [ "$failures" -ne 0 ]; then
     echo "$failures completion checks failed"
     exit 1

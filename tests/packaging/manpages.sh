@@ -33,5 +33,20 @@ for option in $options; do
     fi
 done
 
+# The suffixes -r takes from folders: the page names those the help names,
+# in the same order.
+suffixes()
+{
+    tr -s ' \n' ' ' | grep -oE '([a-z0-9]+, )+[a-z0-9]+;' | head -n 1 || true
+}
+help_suffixes=$("$cli" --help |
+    awk '/^  -r, --recursive/ { on = 1 } on && /^  -/ && !/--recursive/ { exit } on' | suffixes)
+page_suffixes=$(zcat -f "$cli_page" |
+    awk 'index($0, "-recursive") { on = 1; next } on && /^\.TP/ { exit } on' | suffixes)
+if [ -z "$help_suffixes" ] || [ "$help_suffixes" != "$page_suffixes" ]; then
+    echo "FAIL: -r takes '$help_suffixes' by the help, '$page_suffixes' by the manual page"
+    failures=$((failures + 1))
+fi
+
 [ "$failures" -eq 0 ] || exit 1
 echo "the manual pages render cleanly and describe every option"

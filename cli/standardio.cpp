@@ -1,6 +1,6 @@
-#include "streams.h"
+#include "standardio.h"
 
-#include "messagestream.h"
+#include "standarderror.h"
 #include "stop.h"
 
 #include <cerrno>

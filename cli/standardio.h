@@ -1,5 +1,10 @@
 #pragma once
 
+// Standard input and output, where a picture comes from and its drawing
+// goes with "-", and the device every drawing is written through. A pipe
+// may stall and a write may take long: each of them gives up once the run
+// is stopped. Messages go to standard error, which is standarderror.h's.
+
 #include <QByteArray>
 #include <QIODevice>
 #include <QString>

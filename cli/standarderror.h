@@ -1,0 +1,139 @@
+#pragma once
+
+// Standard error, which the tool shares with Qt and with the libraries that
+// read and write pictures. The tool's own messages and its progress line go
+// out through Console, on a copy of the descriptor taken before anything
+// else touches it. Qt's warnings reach Console through its message handler,
+// unless a WarningCapture on the same thread takes them to explain a
+// failure. What libpng and libtiff print on stderr themselves is kept in
+// memory meanwhile (LibraryOutput), for a failed file's own message.
+// Standard input and output, where pictures come and go, are standardio.h's.
+
+#include <QElapsedTimer>
+#include <QString>
+#include <QStringList>
+
+#include <atomic>
+#include <cstdio>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+// stderr as the tool found it. The tool writes its own messages there
+// through a copy of the descriptor, so that what the libraries print on
+// their own can be captured (captureLibraryOutput()) or silenced without
+// them.
+FILE *messageStream();
+
+// Points stderr at /dev/null until restoreLibraries(). libpng reports a
+// failed write on stderr itself; once the run is stopped, the writes that
+// fail on purpose must not litter the terminal. The tool's own messages,
+// Qt's included, still go out.
+void silenceLibraries();
+// Points stderr back where it was, for whatever is said at exit.
+void restoreLibraries();
+
+// libpng and libtiff print some complaints on stderr themselves, in lines
+// that name no file ("libpng error: IDAT: CRC error"). While a run lasts,
+// stderr is a buffer in memory instead: a read or a write takes in what was
+// printed meanwhile and tells it within its own file's message. The tool's
+// own messages go out through messageStream(), taken here first.
+// restoreLibraries() ends the capture.
+void captureLibraryOutput();
+
+// What the libraries printed while this lives, taken by take(). With
+// several files in flight a line may come from another file's work, so only
+// a failure should tell them.
+class LibraryOutput
+{
+public:
+    LibraryOutput();
+    ~LibraryOutput();
+    LibraryOutput(const LibraryOutput &) = delete;
+    LibraryOutput &operator=(const LibraryOutput &) = delete;
+
+    // The lines printed since this was made, the last few at most.
+    QStringList take();
+
+private:
+    qint64 m_start;
+};
+
+// Collects the warnings Qt gives on this thread while it exists, instead of
+// printing them: the image plugins explain a failure there.
+class WarningCapture
+{
+public:
+    WarningCapture();
+    ~WarningCapture();
+    WarningCapture(const WarningCapture &) = delete;
+    WarningCapture &operator=(const WarningCapture &) = delete;
+
+    const QStringList &messages() const { return m_messages; }
+
+    // Gives `message` to the capture of this thread; false when there is none.
+    static bool take(const QString &message);
+
+private:
+    QStringList m_messages;
+    QStringList *m_previous;
+};
+
+// `reason` and, in brackets, the warnings that explain it.
+QString withWarnings(const QString &reason, const QStringList &warnings);
+
+// Everything the tool prints on stderr, from any thread. When the progress
+// line is on, it stays on the terminal's last line: other messages clear it,
+// print, and let it be drawn again. Redraws are throttled.
+class Console
+{
+public:
+    enum Stage { Idle, Reading, Edges, Drawing, Writing };
+
+    // `slotCount` is the number of files that can run at once.
+    Console(bool progressLine, int total, int slotCount, const QString &effectName);
+    ~Console();
+    Console(const Console &) = delete;
+    Console &operator=(const Console &) = delete;
+
+    bool hasProgressLine() const { return m_progressLine; }
+
+    // One line, "kestrova-cli: " and the text.
+    void error(const QString &text);
+    // One line as it is.
+    void print(const QString &text);
+
+    void setStage(int slot, Stage stage);
+    // Percent of the current stage of the file in `slot`; cheap when the
+    // line is not due for a redraw.
+    void setPercent(int slot, int percent);
+    void fileFinished(int slot);
+    // Clears the progress line for good.
+    void finish();
+
+    // Routes Qt's warnings through `console` while it exists; those a
+    // WarningCapture takes stay out of it.
+    static void installMessageHandler(Console *console);
+
+private:
+    struct Slot
+    {
+        std::atomic<int> stage {Idle};
+        std::atomic<int> percent {0};
+    };
+
+    void redrawIfDue();
+    void writeLocked(const QString &text);
+    QString progressText() const;
+
+    const bool m_progressLine;
+    const int m_total;
+    const QString m_effectName;
+    std::vector<std::unique_ptr<Slot>> m_slots;
+    std::atomic<int> m_done {0};
+    std::atomic<qint64> m_lastDraw {-1000};
+    bool m_lineShown = false;
+    bool m_finished = false;
+    QElapsedTimer m_clock;
+    std::mutex m_mutex;
+};

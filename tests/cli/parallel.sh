@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# The README's command for GNU parallel, run for real with -S : (this
-# machine): three parts of one batch, written into one folder, give exactly
-# the drawings of the whole batch, and a second run skips them all.
+# The GNU parallel command of docs/command-line.md, run for real with -S :
+# (this machine): three parts of one batch, written into one folder, give
+# exactly the drawings of the whole batch, and a second run skips them all.
 # Usage: parallel.sh KESTROVA-CLI PICTURE
 set -euo pipefail
 cli=$(realpath "$1")

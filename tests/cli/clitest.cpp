@@ -11,8 +11,10 @@
 
 #include <QDir>
 #include <QFile>
+#include <QHash>
 #include <QImageReader>
 
+#include <functional>
 #include <vector>
 
 #include <fcntl.h>
@@ -183,34 +185,63 @@ ContourSettings contourValues(const EffectValues &values)
 
 } // namespace
 
+namespace {
+
+using CoreDraw = std::function<QImage(const QImage &working, const unsigned char *edges,
+                                      const EffectValues &values, RandomSequence &random)>;
+
+// Each effect's core call, its record filled by hand rather than through the
+// table, so that a slip in the table's own mapping shows.
+const QHash<QString, CoreDraw> &coreDraws()
+{
+    static const QHash<QString, CoreDraw> draws = {
+            {QStringLiteral("pen"),
+             [](const QImage &working, const unsigned char *edges, const EffectValues &values,
+                RandomSequence &) {
+                 return pensketch(working, edges, {values.value("black"), values.value("white")});
+             }},
+            {QStringLiteral("pencil"),
+             [](const QImage &working, const unsigned char *edges, const EffectValues &values,
+                RandomSequence &random) {
+                 PencilSettings settings;
+                 settings.density = values.value("density");
+                 settings.black = values.value("black");
+                 settings.white = values.value("white");
+                 settings.contours = contourValues(values);
+                 return pencilSketch(working, edges, settings, random);
+             }},
+            {QStringLiteral("poster"),
+             [](const QImage &working, const unsigned char *edges, const EffectValues &values,
+                RandomSequence &random) {
+                 PosterSettings settings;
+                 settings.colours = values.value("colors");
+                 settings.contours = contourValues(values);
+                 return posterSketch(working, edges, settings, random);
+             }},
+            {QStringLiteral("color"),
+             [](const QImage &working, const unsigned char *, const EffectValues &values,
+                RandomSequence &) {
+                 return colourSketch(working, {values.value("threshold"), values.value("brush")});
+             }},
+    };
+    return draws;
+}
+
+} // namespace
+
 bool coreKnows(const QString &effect)
 {
-    return QStringList {"pen", "pencil", "poster", "color"}.contains(effect);
+    return coreDraws().contains(effect);
 }
 
 QImage coreDrawing(const QString &effect, const QImage &working, const EffectValues &values)
 {
+    const CoreDraw draw = coreDraws().value(effect);
+    if (!draw)
+        return {};
     const std::vector<unsigned char> edges = edgeMap(working);
     RandomSequence random;
-    if (effect == QLatin1String("pen"))
-        return pensketch(working, edges.data(), {values.value("black"), values.value("white")});
-    if (effect == QLatin1String("pencil")) {
-        PencilSettings settings;
-        settings.density = values.value("density");
-        settings.black = values.value("black");
-        settings.white = values.value("white");
-        settings.contours = contourValues(values);
-        return pencilSketch(working, edges.data(), settings, random);
-    }
-    if (effect == QLatin1String("poster")) {
-        PosterSettings settings;
-        settings.colours = values.value("colors");
-        settings.contours = contourValues(values);
-        return posterSketch(working, edges.data(), settings, random);
-    }
-    if (effect == QLatin1String("color"))
-        return colourSketch(working, {values.value("threshold"), values.value("brush")});
-    return {};
+    return draw(working, edges.data(), values, random);
 }
 
 QImage coreDrawing(const QString &effect, const QImage &working)

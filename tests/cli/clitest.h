@@ -80,7 +80,7 @@ QImage readWorking(const QString &path);
 // The drawing the core functions give of a picture already in the working
 // format, with the settings records filled here from `values` one by one,
 // apart from the table's own filling, so that a slip there shows. Null for
-// an effect that is not mapped here (see coreKnows) or that makes no picture.
+// an effect that is not mapped in coreDraws() (see coreKnows) or that makes no picture.
 QImage coreDrawing(const QString &effect, const QImage &working, const EffectValues &values);
 // At the effect's defaults.
 QImage coreDrawing(const QString &effect, const QImage &working);

@@ -2,8 +2,9 @@
 // the offscreen platform, the picture opened through File > Open, then the
 // Create button of a page clicked, every level and progress step shown.
 //   QT_QPA_PLATFORM=offscreen kestrova-window-bench PICTURE [PAGE]
-// PAGE is the tool box page: 0 pen, 1 pencil, 2 poster, 3 colour (default);
-// its Create button is the page's one push button.
+// PAGE is the tool box page, counted from 0 in the order of the window's
+// pages (3, the colour sketch, by default); its Create button is the page's
+// one push button.
 
 #include "filechooser.h"
 #include "mainwindow.h"

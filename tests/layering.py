@@ -28,12 +28,12 @@ INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.M)
 
 def below(library):
     seen = set()
-    todo = list(FLOORS[library])
-    while todo:
-        name = todo.pop()
+    pending = list(FLOORS[library])
+    while pending:
+        name = pending.pop()
         if name not in seen:
             seen.add(name)
-            todo.extend(FLOORS[name])
+            pending.extend(FLOORS[name])
     return seen
 
 

@@ -72,12 +72,15 @@ bool writesInto(qint64 pid, const QString &folder)
 }
 
 // Waits until `ready` or until the tool ends.
+// Five minutes at the most: under ThreadSanitizer, on a machine busy with
+// other builds, the tool has been seen to take more than one to reach its
+// first write.
 bool waitFor(QProcess &process, const std::function<bool()> &ready)
 {
     QElapsedTimer clock;
     clock.start();
     while (!ready()) {
-        if (process.waitForFinished(5) || clock.elapsed() > 60000)
+        if (process.waitForFinished(5) || clock.elapsed() > 300000)
             return false;
     }
     return true;

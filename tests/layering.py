@@ -15,6 +15,7 @@ FLOORS = {
     "sketch": ["imaging"],
     "png": ["imaging"],
     "segment": ["imaging"],
+    "trace": ["imaging"],
     "poster": ["sketch"],
     "effects": ["poster", "segment", "sketch"],
     "app": ["effects"],

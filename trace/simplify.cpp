@@ -1,21 +1,13 @@
 #include "simplify.h"
 
 #include "parallel.h"
+#include "rounding.h"
+#include "segmentgrid.h"
 
 #include <algorithm>
 #include <mutex>
 
 namespace {
-
-qint64 cross(TracePoint o, TracePoint a, TracePoint b)
-{
-    return qint64(a.x - o.x) * (b.y - o.y) - qint64(a.y - o.y) * (b.x - o.x);
-}
-
-int sign(qint64 v)
-{
-    return (v > 0) - (v < 0);
-}
 
 // The square of p's distance from the segment ab.
 double distanceSquared(TracePoint p, TracePoint a, TracePoint b)
@@ -108,12 +100,6 @@ void simplifyChain(const std::vector<TracePoint> &points, std::vector<unsigned c
     }
 }
 
-struct Segment
-{
-    qint32 a;
-    qint32 b;
-};
-
 // Whether two segments meet anywhere but at one shared end, or overlap.
 bool clash(const std::vector<TracePoint> &points, Segment s, Segment t)
 {
@@ -135,76 +121,37 @@ bool clash(const std::vector<TracePoint> &points, Segment s, Segment t)
                 + qint64(u.y - shared.y) * (w.y - shared.y);
         return cross(shared, u, w) == 0 && along > 0;
     }
-    const int o1 = sign(cross(a, b, c));
-    const int o2 = sign(cross(a, b, d));
-    const int o3 = sign(cross(c, d, a));
-    const int o4 = sign(cross(c, d, b));
-    if (o1 * o2 < 0 && o3 * o4 < 0)
-        return true;
-    auto within = [](TracePoint p, TracePoint q, TracePoint r) {
-        return std::min(p.x, q.x) <= r.x && r.x <= std::max(p.x, q.x) && std::min(p.y, q.y) <= r.y
-                && r.y <= std::max(p.y, q.y);
-    };
-    return (o1 == 0 && within(a, b, c)) || (o2 == 0 && within(a, b, d))
-            || (o3 == 0 && within(c, d, a)) || (o4 == 0 && within(c, d, b));
+    return segmentsMeet(a, b, c, d);
 }
 
-constexpr int CellSize = 16;
-
-// Every pair of segments that clash; each segment by its first point.
+// Every segment that clashes with another.
 std::vector<qint32> clashingSegments(const Tracing &tracing, const std::vector<Segment> &segments)
 {
     const auto &points = tracing.points;
-    const int columns = tracing.width / CellSize + 1;
-    const int rows = tracing.height / CellSize + 1;
-    auto box = [&](const Segment &s, int &x0, int &y0, int &x1, int &y1) {
-        const TracePoint a = points[size_t(s.a)];
-        const TracePoint b = points[size_t(s.b)];
-        x0 = std::min(a.x, b.x) / CellSize;
-        x1 = std::max(a.x, b.x) / CellSize;
-        y0 = std::min(a.y, b.y) / CellSize;
-        y1 = std::max(a.y, b.y) / CellSize;
-    };
-    std::vector<qint64> cellStart(size_t(columns) * size_t(rows) + 1, 0);
-    for (const Segment &s : segments) {
-        int x0, y0, x1, y1;
-        box(s, x0, y0, x1, y1);
-        for (int y = y0; y <= y1; ++y)
-            for (int x = x0; x <= x1; ++x)
-                ++cellStart[size_t(y) * size_t(columns) + size_t(x) + 1];
-    }
-    for (size_t i = 1; i < cellStart.size(); ++i)
-        cellStart[i] += cellStart[i - 1];
-    std::vector<qint32> cells(size_t(cellStart.back()));
-    std::vector<qint64> fill(cellStart.begin(), cellStart.end() - 1);
-    for (qint32 i = 0; i < qint32(segments.size()); ++i) {
-        int x0, y0, x1, y1;
-        box(segments[size_t(i)], x0, y0, x1, y1);
-        for (int y = y0; y <= y1; ++y)
-            for (int x = x0; x <= x1; ++x)
-                cells[size_t(fill[size_t(y) * size_t(columns) + size_t(x)]++)] = i;
-    }
+    const SegmentGrid grid(tracing, segments);
+    const int columns = grid.columns();
     std::vector<qint32> found;
     std::mutex lock;
-    parallelBands(rows, 1, [&](int first, int end) {
+    parallelBands(grid.rows(), 1, [&](int first, int end) {
         std::vector<qint32> mine;
         for (int y = first; y < end; ++y) {
             for (int x = 0; x < columns; ++x) {
-                const size_t cell = size_t(y) * size_t(columns) + size_t(x);
-                for (qint64 i = cellStart[cell]; i < cellStart[cell + 1]; ++i) {
-                    const Segment &s = segments[size_t(cells[size_t(i)])];
+                const qint32 *cell = grid.begin(x, y);
+                const qint32 *cellEnd = grid.end(x, y);
+                for (const qint32 *i = cell; i != cellEnd; ++i) {
+                    const Segment &s = segments[size_t(*i)];
                     int sx0, sy0, sx1, sy1;
-                    box(s, sx0, sy0, sx1, sy1);
-                    for (qint64 j = i + 1; j < cellStart[cell + 1]; ++j) {
-                        const Segment &t = segments[size_t(cells[size_t(j)])];
+                    grid.box(s, sx0, sy0, sx1, sy1);
+                    for (const qint32 *j = i + 1; j != cellEnd; ++j) {
+                        const Segment &t = segments[size_t(*j)];
                         int tx0, ty0, tx1, ty1;
-                        box(t, tx0, ty0, tx1, ty1);
+                        grid.box(t, tx0, ty0, tx1, ty1);
                         // Each pair once: in the first cell both boxes share.
                         if (std::max(sx0, tx0) != x || std::max(sy0, ty0) != y)
                             continue;
                         if (clash(points, s, t)) {
-                            mine.push_back(cells[size_t(i)]);
-                            mine.push_back(cells[size_t(j)]);
+                            mine.push_back(*i);
+                            mine.push_back(*j);
                         }
                     }
                 }
@@ -218,21 +165,6 @@ std::vector<qint32> clashingSegments(const Tracing &tracing, const std::vector<S
     return found;
 }
 
-std::vector<Segment> segmentsOf(const Tracing &tracing, const std::vector<unsigned char> &kept)
-{
-    std::vector<Segment> segments;
-    for (const Chain &chain : tracing.chains) {
-        qint32 from = chain.first;
-        for (qint32 i = chain.first + 1; i < chain.first + chain.count; ++i) {
-            if (kept[size_t(i)]) {
-                segments.push_back({from, i});
-                from = i;
-            }
-        }
-    }
-    return segments;
-}
-
 // Drops the corners left out, chain by chain.
 void compact(Tracing &tracing, const std::vector<unsigned char> &kept)
 {
@@ -240,19 +172,26 @@ void compact(Tracing &tracing, const std::vector<unsigned char> &kept)
     for (Chain &chain : tracing.chains) {
         const qint32 first = out;
         for (qint32 i = chain.first; i < chain.first + chain.count; ++i) {
-            if (kept[size_t(i)])
-                tracing.points[size_t(out++)] = tracing.points[size_t(i)];
+            if (!kept[size_t(i)])
+                continue;
+            if (!tracing.rounded.empty())
+                tracing.rounded[size_t(out)] = tracing.rounded[size_t(i)];
+            tracing.points[size_t(out++)] = tracing.points[size_t(i)];
         }
         chain.first = first;
         chain.count = out - first;
     }
     tracing.points.resize(size_t(out));
     tracing.points.shrink_to_fit();
+    if (!tracing.rounded.empty()) {
+        tracing.rounded.resize(size_t(out));
+        tracing.rounded.shrink_to_fit();
+    }
 }
 
 } // namespace
 
-void simplifyChains(Tracing &tracing, double tolerance, const Progress &progress)
+void simplifyChains(Tracing &tracing, double tolerance, bool curves, const Progress &progress)
 {
     progress.report(0);
     std::vector<unsigned char> kept(tracing.points.size(), 0);
@@ -278,6 +217,12 @@ void simplifyChains(Tracing &tracing, double tolerance, const Progress &progress
         }
         if (!refined)
             break;
+    }
+    progress.report(80);
+    if (curves) {
+        std::vector<qint32> segmentStart;
+        const std::vector<Segment> segments = segmentsOf(tracing, kept, &segmentStart);
+        roundCorners(tracing, segments, segmentStart, tolerance);
     }
     progress.report(90);
     compact(tracing, kept);

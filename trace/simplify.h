@@ -14,4 +14,6 @@
 //
 // The chains are simplified in bands on several threads; the result does
 // not depend on how many. Reports 0 .. 100.
-void simplifyChains(Tracing &tracing, double tolerance, const Progress &progress = {});
+//
+// With `curves`, also rounds the corners that roundCorners() allows.
+void simplifyChains(Tracing &tracing, double tolerance, bool curves, const Progress &progress = {});

@@ -23,7 +23,7 @@ Tracing traceLabels(const LabelMap &map, const TraceSettings &settings, const Pr
     if (settings.simplify) {
         const Progress inner {[&](int value) { progress.report(60 + value * 40 / 100); },
                               progress.processEvents};
-        simplifyChains(tracing, settings.tolerance, inner);
+        simplifyChains(tracing, settings.tolerance, settings.curves, inner);
         timer.stage("simplified");
     }
     progress.report(100);

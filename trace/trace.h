@@ -11,6 +11,9 @@ struct TraceSettings
     // follow the pixels' sides exactly.
     bool simplify = true;
     double tolerance = 1.0;
+    // Whether the simplified outlines' corners are rounded where that
+    // keeps them within the tolerance and apart.
+    bool curves = true;
     // Regions smaller than this many pixels join a neighbour first; 0 keeps
     // every pixel.
     qint64 minArea = 0;

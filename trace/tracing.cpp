@@ -1,6 +1,6 @@
 #include "tracing.h"
 
-std::vector<TracePoint> Tracing::loopPoints(int loop) const
+std::vector<TracePoint> Tracing::loopPoints(int loop, std::vector<unsigned char> *flags) const
 {
     std::vector<TracePoint> out;
     for (qint32 k = loopStart[size_t(loop)]; k < loopStart[size_t(loop) + 1]; ++k) {
@@ -10,6 +10,8 @@ std::vector<TracePoint> Tracing::loopPoints(int loop) const
         for (qint32 i = 0; i + 1 < chain.count; ++i) {
             const qint32 at = half % 2 == 0 ? chain.first + i : chain.first + chain.count - 1 - i;
             out.push_back(points[size_t(at)]);
+            if (flags)
+                flags->push_back(rounded.empty() ? 0 : rounded[size_t(at)]);
         }
     }
     return out;

@@ -42,6 +42,12 @@ struct Tracing
     std::vector<quint32> regionLabel;
     std::vector<qint64> regionArea;
     std::vector<TracePoint> points;
+    // Empty, or one flag per point: a corner flagged 1 is drawn as a
+    // quadratic curve from the middle of the segment before it to the
+    // middle of the segment after it, the corner its control point. The
+    // ends of chains are never flagged, so the curve is the same whichever
+    // way the chain runs.
+    std::vector<unsigned char> rounded;
     std::vector<Chain> chains;
     // A half is a chain with its direction: 2c runs chain c forward, with
     // its left region; 2c + 1 backward, with its right one.
@@ -53,6 +59,8 @@ struct Tracing
 
     int regionCount() const { return int(regionLabel.size()); }
     int loopCount() const { return int(loopStart.size()) - 1; }
-    // The points of a loop, the start not repeated at the end.
-    std::vector<TracePoint> loopPoints(int loop) const;
+    // The points of a loop, the start not repeated at the end; with
+    // `rounded`, their flags too.
+    std::vector<TracePoint> loopPoints(int loop,
+                                       std::vector<unsigned char> *rounded = nullptr) const;
 };

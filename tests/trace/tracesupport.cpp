@@ -108,10 +108,41 @@ QImage drawTracing(const Tracing &tracing, QRgb background)
         path.setFillRule(Qt::WindingFill);
         for (qint32 l = tracing.regionLoopStart[size_t(r)];
              l < tracing.regionLoopStart[size_t(r) + 1]; ++l) {
-            const std::vector<TracePoint> points = tracing.loopPoints(l);
+            std::vector<unsigned char> rounded;
+            const std::vector<TracePoint> points = tracing.loopPoints(l, &rounded);
+            const size_t n = points.size();
+            auto middle = [&](size_t i, size_t j) {
+                return QPointF((points[i].x + points[j].x) / 2.0,
+                               (points[i].y + points[j].y) / 2.0);
+            };
             path.moveTo(points[0].x, points[0].y);
-            for (size_t i = 1; i < points.size(); ++i)
-                path.lineTo(points[i].x, points[i].y);
+            for (size_t i = 1; i <= n; ++i) {
+                const size_t at = i % n;
+                if (rounded[at]) {
+                    // Flattened the same way whichever way the loop runs,
+                    // so that both regions beside it get the same polygon.
+                    QPointF from = middle(i - 1, at);
+                    QPointF to = middle(at, (at + 1) % n);
+                    const bool swapped
+                            = std::make_pair(from.x(), from.y()) > std::make_pair(to.x(), to.y());
+                    if (swapped)
+                        std::swap(from, to);
+                    QPolygonF piece;
+                    for (int k = 0; k <= 16; ++k) {
+                        const double t = k / 16.0;
+                        const double u = 1 - t;
+                        piece << QPointF(
+                                u * u * from.x() + 2 * t * u * points[at].x + t * t * to.x(),
+                                u * u * from.y() + 2 * t * u * points[at].y + t * t * to.y());
+                    }
+                    if (swapped)
+                        std::reverse(piece.begin(), piece.end());
+                    for (const QPointF &q : piece)
+                        path.lineTo(q);
+                } else {
+                    path.lineTo(points[at].x, points[at].y);
+                }
+            }
             path.closeSubpath();
         }
         painter.fillPath(path, QColor::fromRgb(0xFF000000u | tracing.regionLabel[size_t(r)]));

@@ -227,12 +227,15 @@ void TestTrace::sameResultOnAnyThreads()
     Tracing first;
     for (const int threads : {1, 2, 3, 8}) {
         const ThreadBudget budget(threads);
-        const Tracing tracing = traceLabels(map, TraceSettings {true, 1.0, 4});
+        TraceSettings settings;
+        settings.minArea = 4;
+        const Tracing tracing = traceLabels(map, settings);
         if (threads == 1) {
             first = tracing;
             continue;
         }
         QVERIFY(tracing.points == first.points);
+        QCOMPARE(tracing.rounded, first.rounded);
         QCOMPARE(tracing.halves, first.halves);
         QCOMPARE(tracing.loopStart, first.loopStart);
         QCOMPARE(tracing.regionLabel, first.regionLabel);

@@ -1,5 +1,7 @@
 #include "boundaries.h"
 
+#include "parallel.h"
+
 #include <algorithm>
 
 namespace {
@@ -60,13 +62,23 @@ public:
         return picturesCorner || corner.sides() > 2;
     }
 
+    // Nodes are found in bands of rows on several threads, then followed
+    // in order, row by row.
     void fromNodes()
     {
-        for (int y = 0; y <= m_h; ++y) {
-            for (int x = 0; x <= m_w; ++x) {
+        const int rows = m_h + 1;
+        const int grain = rowsOf(LightBandPixels, m_w + 1);
+        const int bands = (rows + grain - 1) / grain;
+        std::vector<std::vector<qint64>> nodes(static_cast<size_t>(bands));
+        parallelBands(bands, 1, [&](int first, int end) {
+            for (int band = first; band < end; ++band)
+                findNodes(band * grain, std::min(rows, (band + 1) * grain), nodes[size_t(band)]);
+        });
+        for (const std::vector<qint64> &band : nodes) {
+            for (const qint64 node : band) {
+                const int x = int(node % (m_w + 1));
+                const int y = int(node / (m_w + 1));
                 const Corner corner(m_regions, x, y);
-                if (!isNode(x, y, corner))
-                    continue;
                 for (int d = 0; d < 4; ++d) {
                     if (corner.side(d) && !seen(x, y, d))
                         follow(x, y, d, corner.region[d], corner.region[(d + 1) % 4], false);
@@ -77,9 +89,13 @@ public:
 
     void rings()
     {
+        const qint32 *ids = m_regions.id.data();
         for (int y = 0; y <= m_h; ++y) {
+            const qint32 *up = y > 0 ? ids + size_t(y - 1) * size_t(m_w) : nullptr;
+            const qint32 *down = y < m_h ? ids + size_t(y) * size_t(m_w) : nullptr;
+            const unsigned char *seenAcross = m_across.data() + size_t(y) * size_t(m_w);
             for (int x = 0; x < m_w; ++x) {
-                if (m_across[size_t(y) * size_t(m_w) + size_t(x)])
+                if (seenAcross[x] || (up && down && up[x] == down[x]))
                     continue;
                 const Corner corner(m_regions, x, y);
                 if (corner.side(1))
@@ -89,6 +105,35 @@ public:
     }
 
 private:
+    // The nodes of rows first .. end - 1 of corners, as y * (width + 1) + x.
+    void findNodes(int first, int end, std::vector<qint64> &out) const
+    {
+        const qint32 *ids = m_regions.id.data();
+        for (int y = first; y < end; ++y) {
+            if (y == 0 || y == m_h || m_w < 2) {
+                for (int x = 0; x <= m_w; ++x) {
+                    if (isNode(x, y, Corner(m_regions, x, y)))
+                        out.push_back(qint64(y) * (m_w + 1) + x);
+                }
+                continue;
+            }
+            const qint32 *up = ids + size_t(y - 1) * size_t(m_w);
+            const qint32 *down = ids + size_t(y) * size_t(m_w);
+            // The picture's left and right edges: three sides or more where
+            // a boundary between rows meets them.
+            if (up[0] != down[0])
+                out.push_back(qint64(y) * (m_w + 1));
+            for (int x = 1; x < m_w; ++x) {
+                const int sides = (up[x - 1] != up[x]) + (up[x] != down[x])
+                        + (down[x] != down[x - 1]) + (down[x - 1] != up[x - 1]);
+                if (sides > 2)
+                    out.push_back(qint64(y) * (m_w + 1) + x);
+            }
+            if (up[m_w - 1] != down[m_w - 1])
+                out.push_back(qint64(y) * (m_w + 1) + m_w);
+        }
+    }
+
     unsigned char &mark(int x, int y, int d)
     {
         switch (d) {

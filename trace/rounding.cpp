@@ -26,39 +26,40 @@ bool triangleMeets(TracePoint a, TracePoint b, TracePoint c, TracePoint p, Trace
             || segmentsMeet(c, a, p, q);
 }
 
-double distanceToSegment(double x, double y, TracePoint a, TracePoint b)
+double distanceSquared(TracePoint p, TracePoint a, TracePoint b)
 {
     const double dx = b.x - a.x;
     const double dy = b.y - a.y;
     const double length = dx * dx + dy * dy;
-    const double t
-            = length > 0 ? std::clamp(((x - a.x) * dx + (y - a.y) * dy) / length, 0.0, 1.0) : 0.0;
-    return std::hypot(x - a.x - t * dx, y - a.y - t * dy);
+    const double px = p.x - a.x;
+    const double py = p.y - a.y;
+    const double t = length > 0 ? std::clamp((px * dx + py * dy) / length, 0.0, 1.0) : 0.0;
+    const double ex = px - t * dx;
+    const double ey = py - t * dy;
+    return ex * ex + ey * ey;
 }
 
 // Whether the curve of corner `at` between the kept points `before` and
-// `after` stays within `tolerance` of the unsimplified points between them.
+// `after` stays within `tolerance` of the unsimplified points between them:
+// the curve strays from its two segments by at most a quarter of
+// |before + after - 2 at| / 2 (its distance from the corner at its middle),
+// and the segments from the unsimplified points by the largest distance of
+// those from them.
 bool curveWithin(const std::vector<TracePoint> &points, qint32 before, qint32 at, qint32 after,
                  double tolerance)
 {
     const TracePoint p = points[size_t(at)];
-    const double m1x = (points[size_t(before)].x + p.x) / 2.0;
-    const double m1y = (points[size_t(before)].y + p.y) / 2.0;
-    const double m2x = (p.x + points[size_t(after)].x) / 2.0;
-    const double m2y = (p.y + points[size_t(after)].y) / 2.0;
-    for (int k = 1; k < 8; ++k) {
-        const double t = k / 8.0;
-        const double u = 1 - t;
-        const double x = u * u * m1x + 2 * t * u * p.x + t * t * m2x;
-        const double y = u * u * m1y + 2 * t * u * p.y + t * t * m2y;
-        double best = 1e300;
-        for (qint32 i = before; i < after; ++i)
-            best = std::min(best,
-                            distanceToSegment(x, y, points[size_t(i)], points[size_t(i) + 1]));
-        if (best > tolerance)
-            return false;
-    }
-    return true;
+    const TracePoint b = points[size_t(before)];
+    const TracePoint a = points[size_t(after)];
+    const double bend = std::hypot(b.x + a.x - 2.0 * p.x, b.y + a.y - 2.0 * p.y) / 8;
+    if (bend > tolerance)
+        return false;
+    double worst = 0;
+    for (qint32 i = before + 1; i < at; ++i)
+        worst = std::max(worst, distanceSquared(points[size_t(i)], b, p));
+    for (qint32 i = at + 1; i < after; ++i)
+        worst = std::max(worst, distanceSquared(points[size_t(i)], p, a));
+    return std::sqrt(worst) + bend <= tolerance;
 }
 
 bool clearOfOthers(const Tracing &tracing, const SegmentGrid &grid,

@@ -56,12 +56,18 @@ SegmentGrid::SegmentGrid(const Tracing &tracing, const std::vector<Segment> &seg
     , m_columns(tracing.width / CellSize + 1)
     , m_rows(tracing.height / CellSize + 1)
     , m_start(size_t(m_columns) * size_t(m_rows) + 1, 0)
+    , m_boxes(segments.size())
 {
-    for (const Segment &s : segments) {
-        int x0, y0, x1, y1;
-        box(s, x0, y0, x1, y1);
-        for (int y = y0; y <= y1; ++y)
-            for (int x = x0; x <= x1; ++x)
+    for (size_t i = 0; i < segments.size(); ++i) {
+        const TracePoint a = m_points[size_t(segments[i].a)];
+        const TracePoint b = m_points[size_t(segments[i].b)];
+        Box &box = m_boxes[i];
+        box.x0 = std::min(a.x, b.x) / CellSize;
+        box.x1 = std::max(a.x, b.x) / CellSize;
+        box.y0 = std::min(a.y, b.y) / CellSize;
+        box.y1 = std::max(a.y, b.y) / CellSize;
+        for (int y = box.y0; y <= box.y1; ++y)
+            for (int x = box.x0; x <= box.x1; ++x)
                 ++m_start[cell(x, y) + 1];
     }
     for (size_t i = 1; i < m_start.size(); ++i)
@@ -69,20 +75,9 @@ SegmentGrid::SegmentGrid(const Tracing &tracing, const std::vector<Segment> &seg
     m_cells.resize(size_t(m_start.back()));
     std::vector<qint64> fill(m_start.begin(), m_start.end() - 1);
     for (qint32 i = 0; i < qint32(segments.size()); ++i) {
-        int x0, y0, x1, y1;
-        box(segments[size_t(i)], x0, y0, x1, y1);
-        for (int y = y0; y <= y1; ++y)
-            for (int x = x0; x <= x1; ++x)
+        const Box &box = m_boxes[size_t(i)];
+        for (int y = box.y0; y <= box.y1; ++y)
+            for (int x = box.x0; x <= box.x1; ++x)
                 m_cells[size_t(fill[cell(x, y)]++)] = i;
     }
-}
-
-void SegmentGrid::box(const Segment &s, int &x0, int &y0, int &x1, int &y1) const
-{
-    const TracePoint a = m_points[size_t(s.a)];
-    const TracePoint b = m_points[size_t(s.b)];
-    x0 = std::min(a.x, b.x) / CellSize;
-    x1 = std::max(a.x, b.x) / CellSize;
-    y0 = std::min(a.y, b.y) / CellSize;
-    y1 = std::max(a.y, b.y) / CellSize;
 }

@@ -31,7 +31,7 @@ bool segmentsMeet(TracePoint p, TracePoint q, TracePoint r, TracePoint s);
 class SegmentGrid
 {
 public:
-    static constexpr int CellSize = 16;
+    static constexpr int CellSize = 4;
 
     SegmentGrid(const Tracing &tracing, const std::vector<Segment> &segments);
 
@@ -39,10 +39,22 @@ public:
     int rows() const { return m_rows; }
     const qint32 *begin(int x, int y) const { return m_cells.data() + m_start[cell(x, y)]; }
     const qint32 *end(int x, int y) const { return m_cells.data() + m_start[cell(x, y) + 1]; }
-    // The cells a segment's bounding box covers.
-    void box(const Segment &s, int &x0, int &y0, int &x1, int &y1) const;
+    // The cells segment i's bounding box covers.
+    void box(qint32 i, int &x0, int &y0, int &x1, int &y1) const
+    {
+        const Box &b = m_boxes[size_t(i)];
+        x0 = b.x0;
+        y0 = b.y0;
+        x1 = b.x1;
+        y1 = b.y1;
+    }
 
 private:
+    struct Box
+    {
+        qint32 x0, y0, x1, y1;
+    };
+
     size_t cell(int x, int y) const { return size_t(y) * size_t(m_columns) + size_t(x); }
 
     const std::vector<TracePoint> &m_points;
@@ -50,4 +62,5 @@ private:
     int m_rows;
     std::vector<qint64> m_start;
     std::vector<qint32> m_cells;
+    std::vector<Box> m_boxes;
 };

@@ -3,6 +3,7 @@
 #include "parallel.h"
 #include "rounding.h"
 #include "segmentgrid.h"
+#include "stagetimer.h"
 
 #include <algorithm>
 #include <mutex>
@@ -124,34 +125,55 @@ bool clash(const std::vector<TracePoint> &points, Segment s, Segment t)
     return segmentsMeet(a, b, c, d);
 }
 
+// A segment to refine and its chain.
+struct Refinement
+{
+    Segment segment;
+    qint32 chain;
+
+    bool operator<(const Refinement &o) const
+    {
+        return std::make_pair(segment.a, segment.b) < std::make_pair(o.segment.a, o.segment.b);
+    }
+    bool operator==(const Refinement &o) const
+    {
+        return segment.a == o.segment.a && segment.b == o.segment.b;
+    }
+};
+
+std::vector<Refinement> sorted(std::vector<Refinement> found)
+{
+    std::sort(found.begin(), found.end());
+    found.erase(std::unique(found.begin(), found.end()), found.end());
+    return found;
+}
+
 // Every segment that clashes with another.
-std::vector<qint32> clashingSegments(const Tracing &tracing, const std::vector<Segment> &segments)
+std::vector<Refinement> clashingSegments(const Tracing &tracing, const SegmentGrid &grid,
+                                         const std::vector<Segment> &segments,
+                                         const std::vector<qint32> &chainOf)
 {
     const auto &points = tracing.points;
-    const SegmentGrid grid(tracing, segments);
     const int columns = grid.columns();
-    std::vector<qint32> found;
+    std::vector<Refinement> found;
     std::mutex lock;
     parallelBands(grid.rows(), 1, [&](int first, int end) {
-        std::vector<qint32> mine;
+        std::vector<Refinement> mine;
         for (int y = first; y < end; ++y) {
             for (int x = 0; x < columns; ++x) {
-                const qint32 *cell = grid.begin(x, y);
                 const qint32 *cellEnd = grid.end(x, y);
-                for (const qint32 *i = cell; i != cellEnd; ++i) {
-                    const Segment &s = segments[size_t(*i)];
+                for (const qint32 *i = grid.begin(x, y); i != cellEnd; ++i) {
                     int sx0, sy0, sx1, sy1;
-                    grid.box(s, sx0, sy0, sx1, sy1);
+                    grid.box(*i, sx0, sy0, sx1, sy1);
                     for (const qint32 *j = i + 1; j != cellEnd; ++j) {
-                        const Segment &t = segments[size_t(*j)];
                         int tx0, ty0, tx1, ty1;
-                        grid.box(t, tx0, ty0, tx1, ty1);
+                        grid.box(*j, tx0, ty0, tx1, ty1);
                         // Each pair once: in the first cell both boxes share.
                         if (std::max(sx0, tx0) != x || std::max(sy0, ty0) != y)
                             continue;
-                        if (clash(points, s, t)) {
-                            mine.push_back(*i);
-                            mine.push_back(*j);
+                        if (clash(points, segments[size_t(*i)], segments[size_t(*j)])) {
+                            mine.push_back({segments[size_t(*i)], chainOf[size_t(*i)]});
+                            mine.push_back({segments[size_t(*j)], chainOf[size_t(*j)]});
                         }
                     }
                 }
@@ -160,9 +182,77 @@ std::vector<qint32> clashingSegments(const Tracing &tracing, const std::vector<S
         const std::lock_guard<std::mutex> guard(lock);
         found.insert(found.end(), mine.begin(), mine.end());
     });
-    std::sort(found.begin(), found.end());
-    found.erase(std::unique(found.begin(), found.end()), found.end());
-    return found;
+    return sorted(std::move(found));
+}
+
+// The first round's segments and their grid, which later rounds keep: they
+// test only the chains refined since (`changed`), whose segments they
+// gather anew, against the first round's segments of the other chains and
+// against each other; and of those only the chains refined in the round
+// before (`recheck`), since every other pair was found clear already.
+struct FirstRound
+{
+    const std::vector<Segment> &segments;
+    const std::vector<qint32> &chainOf;
+    const SegmentGrid &grid;
+};
+
+std::vector<Refinement> laterClashes(const Tracing &tracing, const std::vector<unsigned char> &kept,
+                                     const FirstRound &firstRound,
+                                     const std::vector<unsigned char> &changed,
+                                     const std::vector<unsigned char> &recheck)
+{
+    const auto &points = tracing.points;
+    std::vector<Segment> fresh;
+    std::vector<qint32> freshChain;
+    for (qint32 c = 0; c < qint32(tracing.chains.size()); ++c) {
+        if (!changed[size_t(c)])
+            continue;
+        const Chain &chain = tracing.chains[size_t(c)];
+        qint32 from = chain.first;
+        for (qint32 i = chain.first + 1; i < chain.first + chain.count; ++i) {
+            if (kept[size_t(i)]) {
+                fresh.push_back({from, i});
+                freshChain.push_back(c);
+                from = i;
+            }
+        }
+    }
+    const SegmentGrid grid(tracing, fresh);
+    std::vector<Refinement> found;
+    std::mutex lock;
+    parallelBands(int(fresh.size()), 256, [&](int first, int end) {
+        std::vector<Refinement> mine;
+        for (int i = first; i < end; ++i) {
+            if (!recheck[size_t(freshChain[size_t(i)])])
+                continue;
+            const Segment &s = fresh[size_t(i)];
+            int x0, y0, x1, y1;
+            grid.box(i, x0, y0, x1, y1);
+            for (int y = y0; y <= y1; ++y) {
+                for (int x = x0; x <= x1; ++x) {
+                    for (const qint32 *j = firstRound.grid.begin(x, y);
+                         j != firstRound.grid.end(x, y); ++j) {
+                        const qint32 chain = firstRound.chainOf[size_t(*j)];
+                        const Segment &t = firstRound.segments[size_t(*j)];
+                        if (!changed[size_t(chain)] && clash(points, s, t)) {
+                            mine.push_back({s, freshChain[size_t(i)]});
+                            mine.push_back({t, chain});
+                        }
+                    }
+                    for (const qint32 *j = grid.begin(x, y); j != grid.end(x, y); ++j) {
+                        if (*j != i && clash(points, s, fresh[size_t(*j)])) {
+                            mine.push_back({s, freshChain[size_t(i)]});
+                            mine.push_back({fresh[size_t(*j)], freshChain[size_t(*j)]});
+                        }
+                    }
+                }
+            }
+        }
+        const std::lock_guard<std::mutex> guard(lock);
+        found.insert(found.end(), mine.begin(), mine.end());
+    });
+    return sorted(std::move(found));
 }
 
 // Drops the corners left out, chain by chain.
@@ -193,6 +283,7 @@ void compact(Tracing &tracing, const std::vector<unsigned char> &kept)
 
 void simplifyChains(Tracing &tracing, double tolerance, bool curves, const Progress &progress)
 {
+    StageTimer timer("simplify");
     progress.report(0);
     std::vector<unsigned char> kept(tracing.points.size(), 0);
     const double limit = tolerance * tolerance;
@@ -202,21 +293,35 @@ void simplifyChains(Tracing &tracing, double tolerance, bool curves, const Progr
         for (int c = first; c < end; ++c)
             simplifyChain(tracing.points, kept, tracing.chains[size_t(c)], limit, stack);
     });
+    timer.stage("Douglas-Peucker");
     progress.report(50);
-    for (;;) {
-        const std::vector<Segment> segments = segmentsOf(tracing, kept);
-        const std::vector<qint32> clashing = clashingSegments(tracing, segments);
+    std::vector<qint32> segmentStart;
+    const std::vector<Segment> segments = segmentsOf(tracing, kept, &segmentStart);
+    std::vector<qint32> chainOf(segments.size());
+    for (size_t c = 0; c + 1 < segmentStart.size(); ++c)
+        std::fill(chainOf.begin() + segmentStart[c], chainOf.begin() + segmentStart[c + 1],
+                  qint32(c));
+    const SegmentGrid grid(tracing, segments);
+    const FirstRound firstRound {segments, chainOf, grid};
+    std::vector<unsigned char> changed(tracing.chains.size(), 0);
+    std::vector<unsigned char> recheck(tracing.chains.size(), 0);
+    std::vector<Refinement> clashing = clashingSegments(tracing, grid, segments, chainOf);
+    while (!clashing.empty()) {
+        timer.stage("round");
+        std::fill(recheck.begin(), recheck.end(), 0);
         bool refined = false;
-        for (qint32 i : clashing) {
-            const Segment &s = segments[size_t(i)];
-            const qint32 at = farthest(tracing.points, s.a, s.b, nullptr);
+        for (const Refinement &r : clashing) {
+            const qint32 at = farthest(tracing.points, r.segment.a, r.segment.b, nullptr);
             if (at >= 0) {
                 kept[size_t(at)] = 1;
+                recheck[size_t(r.chain)] = 1;
+                changed[size_t(r.chain)] = 1;
                 refined = true;
             }
         }
         if (!refined)
             break;
+        clashing = laterClashes(tracing, kept, firstRound, changed, recheck);
     }
     progress.report(80);
     if (curves) {
@@ -224,6 +329,7 @@ void simplifyChains(Tracing &tracing, double tolerance, bool curves, const Progr
         const std::vector<Segment> segments = segmentsOf(tracing, kept, &segmentStart);
         roundCorners(tracing, segments, segmentStart, tolerance);
     }
+    timer.stage("rounding");
     progress.report(90);
     compact(tracing, kept);
     progress.report(100);

@@ -17,12 +17,13 @@ FLOORS = {
     "segment": ["imaging"],
     "trace": ["imaging"],
     "poster": ["sketch"],
-    "effects": ["poster", "segment", "sketch"],
+    "svg": ["trace"],
+    "effects": ["poster", "segment", "sketch", "trace"],
     "app": ["effects"],
     "cli": ["effects", "png"],
     "docs": ["effects"],
     "fuzz": ["effects", "png"],
-    "benchmarks": ["app", "effects", "png"],
+    "benchmarks": ["app", "effects", "png", "svg"],
 }
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.M)
 

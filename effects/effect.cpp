@@ -30,17 +30,41 @@ const Effect *findEffect(const QString &name)
     return nullptr;
 }
 
-QImage makeDrawing(const Effect &effect, const QImage &picture, const EffectValues &values,
-                   const Progress &edgeProgress, const Progress &effectProgress, QString *problem)
+namespace {
+
+std::unique_ptr<unsigned char[]> edgesFor(const Effect &effect, const QImage &picture,
+                                          const Progress &progress)
 {
     // Left unfilled: the edge map writes every byte, its frame included.
     std::unique_ptr<unsigned char[]> edges;
     if (effect.needsEdges) {
         edges.reset(new unsigned char[size_t(picture.width()) * size_t(picture.height())]);
-        labsobellight2(picture, edges.get(), edgeProgress);
+        labsobellight2(picture, edges.get(), progress);
     }
+    return edges;
+}
+
+} // namespace
+
+QImage makeDrawing(const Effect &effect, const QImage &picture, const EffectValues &values,
+                   const Progress &edgeProgress, const Progress &effectProgress, QString *problem)
+{
+    const std::unique_ptr<unsigned char[]> edges = edgesFor(effect, picture, edgeProgress);
     RandomSequence random;
     QString ignored;
     return effect.draw(picture, edges.get(), values, random, effectProgress,
                        problem ? problem : &ignored);
+}
+
+VectorLayers makeVectorLayers(const Effect &effect, const QImage &picture,
+                              const EffectValues &values, const Progress &edgeProgress,
+                              const Progress &effectProgress, QString *problem)
+{
+    if (!effect.layers)
+        return {};
+    const std::unique_ptr<unsigned char[]> edges = edgesFor(effect, picture, edgeProgress);
+    RandomSequence random;
+    QString ignored;
+    return effect.layers(picture, edges.get(), values, random, effectProgress,
+                         problem ? problem : &ignored);
 }

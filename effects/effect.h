@@ -1,5 +1,6 @@
 #pragma once
 
+#include "drawingtrace.h"
 #include "progress.h"
 #include "randomsequence.h"
 
@@ -43,6 +44,11 @@ using EffectDraw
         = QImage (*)(const QImage &picture, const unsigned char *edges, const EffectValues &values,
                      RandomSequence &random, const Progress &progress, QString *problem);
 
+// What of the drawing becomes outlines, with the arguments of EffectDraw.
+using EffectLayers = VectorLayers (*)(const QImage &picture, const unsigned char *edges,
+                                      const EffectValues &values, RandomSequence &random,
+                                      const Progress &progress, QString *problem);
+
 // An effect as the table gives it; every field is set by name there.
 struct Effect
 {
@@ -65,6 +71,11 @@ struct Effect
     // give as black lines on a transparent layer instead.
     bool transparentLines = false;
     EffectDraw draw = nullptr;
+    // How the drawing is written as SVG: its layers of colours and ink, or
+    // null when it cannot be; `vectorForm` says in a few words what the SVG
+    // holds, or why there is none.
+    EffectLayers layers = nullptr;
+    const char *vectorForm = nullptr;
     // A paragraph for the manual after the settings, or null.
     const char *notes = nullptr;
 
@@ -84,3 +95,9 @@ const Effect *findEffect(const QString &name);
 // why, or stays empty. Throws std::bad_alloc when memory runs out.
 QImage makeDrawing(const Effect &effect, const QImage &picture, const EffectValues &values,
                    const Progress &edgeProgress, const Progress &effectProgress, QString *problem);
+// The layers an effect writes as SVG, made as makeDrawing() makes the
+// picture; `layers` null when the effect has none. A result with neither
+// fills nor ink when the effect makes no picture; `problem` then says why.
+VectorLayers makeVectorLayers(const Effect &effect, const QImage &picture,
+                              const EffectValues &values, const Progress &edgeProgress,
+                              const Progress &effectProgress, QString *problem);

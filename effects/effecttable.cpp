@@ -18,6 +18,16 @@ std::vector<EffectSetting> withContourLevels(std::vector<EffectSetting> settings
     return settings;
 }
 
+// The problem of a colour sketch that reaches no level.
+QString noLevel(const ColourSketchSettings &colour)
+{
+    return QStringLiteral("at threshold %1 and brushstroke size %2 no two regions "
+                          "merge into a new level, so there is no picture; nothing "
+                          "was written")
+            .arg(colour.threshold)
+            .arg(colour.brush);
+}
+
 QImage drawPen(const QImage &picture, const unsigned char *edges, const EffectValues &values,
                RandomSequence &, const Progress &progress, QString *)
 {
@@ -42,12 +52,45 @@ QImage drawColour(const QImage &picture, const unsigned char *, const EffectValu
     const ColourSketchSettings colour = colourSketchSettings(values);
     const QImage sketch = colourSketch(picture, colour, progress);
     if (sketch.isNull())
-        *problem = QStringLiteral("at threshold %1 and brushstroke size %2 no two regions "
-                                  "merge into a new level, so there is no picture; nothing "
-                                  "was written")
-                           .arg(colour.threshold)
-                           .arg(colour.brush);
+        *problem = noLevel(colour);
     return sketch;
+}
+
+VectorLayers penLayers(const QImage &picture, const unsigned char *edges,
+                       const EffectValues &values, RandomSequence &, const Progress &progress,
+                       QString *)
+{
+    VectorLayers layers;
+    layers.size = picture.size();
+    layers.ink = pensketch(picture, edges, penSettings(values), progress);
+    return layers;
+}
+
+VectorLayers posterLayers(const QImage &picture, const unsigned char *edges,
+                          const EffectValues &values, RandomSequence &random,
+                          const Progress &progress, QString *)
+{
+    PosterSettings poster = posterSettings(values);
+    const ContourSettings contours = poster.contours;
+    poster.contours.on = false;
+    VectorLayers layers;
+    layers.size = picture.size();
+    layers.fills = posterSketch(picture, edges, poster, random, progress);
+    if (contours.on && !layers.fills.isNull())
+        layers.ink = contourLayer(picture.size(), edges, contours.black, contours.white);
+    return layers;
+}
+
+VectorLayers colourLayers(const QImage &picture, const unsigned char *, const EffectValues &values,
+                          RandomSequence &, const Progress &progress, QString *problem)
+{
+    const ColourSketchSettings colour = colourSketchSettings(values);
+    VectorLayers layers;
+    layers.size = picture.size();
+    layers.fills = colourSketchRegions(picture, colour, progress);
+    if (layers.fills.isNull())
+        *problem = noLevel(colour);
+    return layers;
 }
 
 Effect penEffect()
@@ -62,6 +105,8 @@ Effect penEffect()
     effect.greyDrawing = true;
     effect.transparentLines = true;
     effect.draw = drawPen;
+    effect.layers = penLayers;
+    effect.vectorForm = "the ink as black shapes";
     effect.notes = "The picture's outlines, dark lines on white: a higher black level darkens the "
                    "dark lines, a lower white level whitens the fainter ones.";
     return effect;
@@ -82,6 +127,8 @@ Effect pencilEffect()
     effect.greyDrawing = true;
     effect.transparentLines = true;
     effect.draw = drawPencil;
+    effect.vectorForm = "none: its hatching is a texture of three-pixel strokes that no outline "
+                        "improves on; write PNG";
     effect.notes = "Cross-hatched pencil strokes that follow the picture's light and shade, over "
                    "its outlines.";
     return effect;
@@ -98,6 +145,9 @@ Effect posterEffect()
     effect.contourLayer = true;
     effect.needsEdges = true;
     effect.draw = drawPoster;
+    effect.layers = posterLayers;
+    effect.vectorForm = "a shape per region of one colour, and the contours as black shapes "
+                        "in a group of their own";
     effect.notes = "The picture in a few flat colours, with its outlines.";
     return effect;
 }
@@ -112,6 +162,9 @@ Effect colourEffect()
                         "colour distance up to which regions merge"},
                        {"brush", "Brushstroke size", 0, 500, colour.brush, "brushstroke size"}};
     effect.draw = drawColour;
+    effect.layers = colourLayers;
+    effect.vectorForm = "a shape per region of the last level, traced at the working size "
+                        "and scaled to the picture's";
     effect.notes = "Regions of similar colour merged into brush strokes; the brushstroke size is "
                    "the largest region, in pixels, that still merges. A colour sketch that "
                    "reaches no level of merging (threshold 0, a picture of one colour, "

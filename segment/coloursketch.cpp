@@ -69,6 +69,12 @@ QImage ColourSketch::lastPicture()
     return picture();
 }
 
+QImage ColourSketch::lastWorkingPicture()
+{
+    m_segmentor->rollback();
+    return m_segmentor->CurrentImage();
+}
+
 QImage ColourSketch::picture()
 {
     return m_segmentor->CurrentImage().scaledToWidth(m_width, Qt::SmoothTransformation);
@@ -156,4 +162,20 @@ QImage colourSketch(const QImage &source, const ColourSketchSettings &settings,
         times.log();
     qCDebug(lcSegment) << "Done";
     return result;
+}
+
+QImage colourSketchRegions(const QImage &source, const ColourSketchSettings &settings,
+                           const Progress &progress)
+{
+    progress.report(5);
+    ColourSketch sketch(source, settings, progress.processEvents);
+    progress.report(10);
+    sketch.keepOnlyTheLastLevel();
+    bool reached = false;
+    while (sketch.nextLevel()) {
+        reached = true;
+        progress.yield();
+        progress.report(sketch.takeLevelProgress());
+    }
+    return reached ? sketch.lastWorkingPicture() : QImage();
 }

@@ -58,6 +58,8 @@ public:
     // the first nextLevel().
     void keepOnlyTheLastLevel();
     QImage lastPicture();
+    // As lastPicture(), at the working size: every region one flat colour.
+    QImage lastWorkingPicture();
     // The progress after the level just reached, 10 + 90 k / threshold for
     // the k-th level; each call moves on to the next level's.
     int takeLevelProgress();
@@ -91,3 +93,10 @@ struct ColourSketchObserver
 // 0, a picture of one colour, brushstroke size 0).
 QImage colourSketch(const QImage &source, const ColourSketchSettings &settings,
                     const Progress &progress = {}, const ColourSketchObserver &observer = {});
+
+// The regions of the command's last level at the working size, each in its
+// flat colour, reporting and yielding as colourSketch() does without an
+// observer; a null picture when no level is reached. Outlines of these
+// regions, scaled to the source's size, draw the colour sketch.
+QImage colourSketchRegions(const QImage &source, const ColourSketchSettings &settings,
+                           const Progress &progress = {});

@@ -24,6 +24,9 @@ test_packages=(
     pngcheck            # checks every PNG file the writer's tests write
     python3-pil         # PIL reads them back
     python3             # the include-graph check (tests/layering.py)
+    qt6-svg-dev         # Qt's SVG renderer draws back the SVG the tests write
+    librsvg2-bin        # rsvg-convert draws them too
+    libxml2-utils       # xmllint checks them
 )
 for argument in "$@"; do
     if [ "$argument" = --tests ]; then

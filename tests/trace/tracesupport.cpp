@@ -3,6 +3,8 @@
 #include <QPainter>
 #include <QPainterPath>
 
+#include <algorithm>
+#include <cmath>
 #include <random>
 
 namespace tracesupport {
@@ -96,6 +98,28 @@ LabelMap fromPicture(const QImage &picture)
     return colourLabels(picture);
 }
 
+std::vector<std::pair<QString, LabelMap>> awkwardMaps()
+{
+    std::vector<std::pair<QString, LabelMap>> maps;
+    maps.emplace_back("1x1", filledMap(1, 1, 0x123456));
+    maps.emplace_back("1x9", randomMap(1, 9, 2, 1));
+    maps.emplace_back("9x1", randomMap(9, 1, 2, 2));
+    maps.emplace_back("one region", filledMap(13, 7, 0x00FF00));
+    maps.emplace_back("checkerboard", checkerboard(8, 8, 1));
+    maps.emplace_back("checkerboard 5x3", checkerboard(5, 3, 1));
+    maps.emplace_back("squares", checkerboard(20, 12, 3));
+    maps.emplace_back("diagonals", diagonal(9));
+    maps.emplace_back("islands in islands", nestedRings(5));
+    maps.emplace_back("one-pixel regions", randomMap(17, 11, 9, 3));
+    for (quint32 seed = 10; seed < 20; ++seed)
+        maps.emplace_back(QStringLiteral("random %1").arg(seed),
+                          randomMap(1 + int(seed % 7) * 5, 1 + int(seed % 5) * 7, 3, seed));
+    for (quint32 seed = 20; seed < 26; ++seed)
+        maps.emplace_back(QStringLiteral("blobs %1").arg(seed),
+                          blobMap(40 + int(seed), 30, 4, seed));
+    return maps;
+}
+
 QImage drawTracing(const Tracing &tracing, QRgb background)
 {
     QImage image(tracing.width, tracing.height, QImage::Format_RGB32);
@@ -148,6 +172,35 @@ QImage drawTracing(const Tracing &tracing, QRgb background)
         painter.fillPath(path, QColor::fromRgb(0xFF000000u | tracing.regionLabel[size_t(r)]));
     }
     return image;
+}
+
+// The distance from the centre of pixel (x, y) to the nearest side between
+// two pixels of different regions, or the picture's edge.
+double distanceToBoundary(const Regions &regions, int x, int y, int reach)
+{
+    double best = 1e9;
+    const double cx = x + 0.5;
+    const double cy = y + 0.5;
+    auto region = [&](int px, int py) {
+        return px < 0 || py < 0 || px >= regions.width || py >= regions.height ? -1
+                                                                               : regions.at(px, py);
+    };
+    auto segment = [&](double ax, double ay, double bx, double by) {
+        const double dx = bx - ax;
+        const double dy = by - ay;
+        const double t
+                = std::clamp(((cx - ax) * dx + (cy - ay) * dy) / (dx * dx + dy * dy), 0.0, 1.0);
+        best = std::min(best, std::hypot(cx - ax - t * dx, cy - ay - t * dy));
+    };
+    for (int py = y - reach; py <= y + reach; ++py) {
+        for (int px = x - reach; px <= x + reach; ++px) {
+            if (region(px, py) != region(px + 1, py))
+                segment(px + 1, py, px + 1, py + 1);
+            if (region(px, py) != region(px, py + 1))
+                segment(px, py + 1, px + 1, py + 1);
+        }
+    }
+    return best;
 }
 
 QImage pictureOf(const LabelMap &map)

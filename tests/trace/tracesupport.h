@@ -1,6 +1,7 @@
 #pragma once
 
 #include "labelmap.h"
+#include "regions.h"
 #include "tracing.h"
 
 #include <QImage>
@@ -20,10 +21,17 @@ LabelMap randomMap(int width, int height, int labels, quint32 seed);
 LabelMap blobMap(int width, int height, int labels, quint32 seed);
 LabelMap filledMap(int width, int height, quint32 label);
 LabelMap fromPicture(const QImage &picture);
+// Every kind above, and 1 x 1, 1 x N, N x 1 and one region filling the
+// picture, each with its name.
+std::vector<std::pair<QString, LabelMap>> awkwardMaps();
 
 // Every region filled with its label's colour by QPainter without
 // anti-aliasing, over `background`.
 QImage drawTracing(const Tracing &tracing, QRgb background);
+// The distance from the centre of pixel (x, y) to the nearest side between
+// two pixels of different regions or on the picture's edge, looked for up
+// to `reach` pixels away.
+double distanceToBoundary(const Regions &regions, int x, int y, int reach);
 // The label map as an RGB32 picture.
 QImage pictureOf(const LabelMap &map);
 

@@ -24,49 +24,8 @@ constexpr QRgb Background = 0xFFFF00FF;
 void addMaps()
 {
     QTest::addColumn<LabelMap>("map");
-    QTest::newRow("1x1") << filledMap(1, 1, 0x123456);
-    QTest::newRow("1x9") << randomMap(1, 9, 2, 1);
-    QTest::newRow("9x1") << randomMap(9, 1, 2, 2);
-    QTest::newRow("one region") << filledMap(13, 7, 0x00FF00);
-    QTest::newRow("checkerboard") << checkerboard(8, 8, 1);
-    QTest::newRow("checkerboard 5x3") << checkerboard(5, 3, 1);
-    QTest::newRow("squares") << checkerboard(20, 12, 3);
-    QTest::newRow("diagonals") << diagonal(9);
-    QTest::newRow("islands in islands") << nestedRings(5);
-    QTest::newRow("one-pixel regions") << randomMap(17, 11, 9, 3);
-    for (quint32 seed = 10; seed < 20; ++seed)
-        QTest::addRow("random %u", seed) << randomMap(1 + seed % 7 * 5, 1 + seed % 5 * 7, 3, seed);
-    for (quint32 seed = 20; seed < 26; ++seed)
-        QTest::addRow("blobs %u", seed) << blobMap(40 + int(seed), 30, 4, seed);
-}
-
-// The distance from the centre of pixel (x, y) to the nearest side between
-// two pixels of different regions, or the picture's edge.
-double distanceToBoundary(const Regions &regions, int x, int y, int reach)
-{
-    double best = 1e9;
-    const double cx = x + 0.5;
-    const double cy = y + 0.5;
-    auto region = [&](int px, int py) {
-        return px < 0 || py < 0 || px >= regions.width || py >= regions.height ? -1
-                                                                               : regions.at(px, py);
-    };
-    auto segment = [&](double ax, double ay, double bx, double by) {
-        const double dx = bx - ax;
-        const double dy = by - ay;
-        const double t
-                = std::clamp(((cx - ax) * dx + (cy - ay) * dy) / (dx * dx + dy * dy), 0.0, 1.0);
-        best = std::min(best, std::hypot(cx - ax - t * dx, cy - ay - t * dy));
-    };
-    for (int py = y - reach; py <= y + reach; ++py) {
-        for (int px = x - reach; px <= x + reach; ++px) {
-            if (region(px, py) != region(px + 1, py))
-                segment(px + 1, py, px + 1, py + 1);
-            if (region(px, py) != region(px, py + 1))
-                segment(px, py + 1, px + 1, py + 1);
-        }
-    }
-    return best;
+    for (const auto &[name, map] : awkwardMaps())
+        QTest::newRow(qPrintable(name)) << map;
 }
 
 } // namespace

@@ -70,6 +70,10 @@ void FileRunner::process(const FileJob &job, int slot, FileOutcome &outcome)
                                 .arg(unwritable);
         return;
     }
+    if (job.format == "svg") {
+        processSvg(picture, job, slot, outcome);
+        return;
+    }
     QElapsedTimer clock;
     clock.start();
     QString error;
@@ -89,6 +93,11 @@ void FileRunner::process(const FileJob &job, int slot, FileOutcome &outcome)
     }
     outcome.writeMs = millisecondsSince(clock);
     outcome.status = FileOutcome::Written;
+    printTimings(job, outcome);
+}
+
+void FileRunner::printTimings(const FileJob &job, const FileOutcome &outcome)
+{
     if (m_commandLine.timings)
         m_console.print(QStringLiteral("%1: read %2 ms, effect %3 ms, write %4 ms")
                                 .arg(job.input)
@@ -155,18 +164,25 @@ bool FileRunner::write(const QImage &drawing, const FileJob &job, int slot, QStr
 {
     throwIfStopped();
     m_console.setStage(slot, Console::Writing);
-    // With -r, a drawing may go to a subfolder of DIR that is not there yet.
-    const QString folder = QFileInfo(job.output).path();
-    if (!m_commandLine.outputDir.isEmpty() && !QDir().mkpath(folder)) {
-        *error = QStringLiteral("cannot create the folder '%1'").arg(folder);
+    if (!makeFolderFor(job, error))
         return false;
-    }
     Encoding encoding;
     encoding.format = job.format;
     encoding.quality = m_commandLine.quality;
     encoding.pngLevel = m_commandLine.pngLevel;
     encoding.threads = m_commandLine.coreThreads;
     return writePicture(drawing, job.output, encoding, error);
+}
+
+// With -r, a drawing may go to a subfolder of DIR that is not there yet.
+bool FileRunner::makeFolderFor(const FileJob &job, QString *error)
+{
+    const QString folder = QFileInfo(job.output).path();
+    if (!m_commandLine.outputDir.isEmpty() && !QDir().mkpath(folder)) {
+        *error = QStringLiteral("cannot create the folder '%1'").arg(folder);
+        return false;
+    }
+    return true;
 }
 
 // The core's progress reports are where a stopped run leaves an effect. With

@@ -23,6 +23,11 @@ private:
     QImage read(const FileJob &job, int slot, FileOutcome &outcome);
     QImage draw(const QImage &picture, int slot, QString *error);
     bool write(const QImage &drawing, const FileJob &job, int slot, QString *error);
+    // The SVG path, in svgrunner.cpp: the effect's layers, traced, written as
+    // text through the same temporary file.
+    void processSvg(QImage &picture, const FileJob &job, int slot, FileOutcome &outcome);
+    bool makeFolderFor(const FileJob &job, QString *error);
+    void printTimings(const FileJob &job, const FileOutcome &outcome);
     Progress stageProgress(int slot, bool drawing);
     bool skips(const FileJob &job) const;
 

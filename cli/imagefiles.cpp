@@ -79,3 +79,13 @@ bool writePicture(const QImage &image, const QString &path, Encoding encoding, Q
         return writeToStandardOutput(image, encoding, error);
     return writePictureFile(image, path, encoding, error);
 }
+
+bool writeDocument(const QByteArray &document, const QString &path, Encoding encoding,
+                   QString *error)
+{
+    encoding.stopped = stoppedQuietly;
+    encoding.stopReason = stopText;
+    if (isStandardStream(path))
+        return !stoppedQuietly() && writeStandardOutput(document, error);
+    return writeDocumentFile(document, path, encoding, error);
+}

@@ -24,3 +24,6 @@ QImage readPicture(const QString &path, bool autoOrient, QString *error, QString
 // writePictureFile(), given up once the run is stopped. "-" writes to
 // standard output once the whole picture is encoded.
 bool writePicture(const QImage &image, const QString &path, Encoding encoding, QString *error);
+// As writePicture(), for a drawing already made into text (an SVG).
+bool writeDocument(const QByteArray &document, const QString &path, Encoding encoding,
+                   QString *error);

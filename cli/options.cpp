@@ -3,6 +3,7 @@
 #include "imagefiles.h"
 #include "inputs.h"
 #include "shard.h"
+#include "svgoptions.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -71,24 +72,25 @@ QString effectNames()
 
 QString description()
 {
-    return QStringLiteral("Turns photographs into drawings.\n"
-                          "\n"
-                          "  kestrova-cli EFFECT [options] INPUT OUTPUT\n"
-                          "  kestrova-cli EFFECT [options] INPUT... -o DIR\n"
-                          "  kestrova-cli EFFECT [options] -r FOLDER... -o DIR\n"
-                          "\n"
-                          "The suffix of OUTPUT chooses its format: .png, .jpg or .jpeg. With -o,\n"
-                          "each drawing is written to DIR/<input name without suffix>.<format>;\n"
-                          "with -r, the pictures in a FOLDER keep their place in its tree:\n"
-                          "FOLDER/trip/beach.jpg is drawn to DIR/trip/beach.<format>.\n"
-                          "INPUT - reads the picture from standard input; OUTPUT - writes the\n"
-                          "drawing to standard output, in the --format given (png by default).\n"
-                          "Ctrl-C or SIGTERM stops a run: the files in progress are abandoned and\n"
-                          "no partial file is left; --skip-existing then finishes the batch.\n"
-                          "Exit status: 0 when every drawing was written or skipped, 1 when any\n"
-                          "file failed, 2 for a usage error, 130 or 143 when stopped by SIGINT or\n"
-                          "SIGTERM.\n"
-                          "\n")
+    return QStringLiteral(
+                   "Turns photographs into drawings.\n"
+                   "\n"
+                   "  kestrova-cli EFFECT [options] INPUT OUTPUT\n"
+                   "  kestrova-cli EFFECT [options] INPUT... -o DIR\n"
+                   "  kestrova-cli EFFECT [options] -r FOLDER... -o DIR\n"
+                   "\n"
+                   "The suffix of OUTPUT chooses its format: .png, .jpg, .jpeg or .svg. With\n"
+                   "-o, each drawing is written to DIR/<input name without suffix>.<format>;\n"
+                   "with -r, the pictures in a FOLDER keep their place in its tree:\n"
+                   "FOLDER/trip/beach.jpg is drawn to DIR/trip/beach.<format>.\n"
+                   "INPUT - reads the picture from standard input; OUTPUT - writes the\n"
+                   "drawing to standard output, in the --format given (png by default).\n"
+                   "Ctrl-C or SIGTERM stops a run: the files in progress are abandoned and\n"
+                   "no partial file is left; --skip-existing then finishes the batch.\n"
+                   "Exit status: 0 when every drawing was written or skipped, 1 when any\n"
+                   "file failed, 2 for a usage error, 130 or 143 when stopped by SIGINT or\n"
+                   "SIGTERM.\n"
+                   "\n")
             + effectsHelp().chopped(1);
 }
 
@@ -105,7 +107,7 @@ void addOptions(QCommandLineParser &parser)
                      + QStringLiteral("; hidden files and folders left out), in the same tree "
                                       "under <DIR>.")},
             {QStringLiteral("format"),
-             QStringLiteral("Format of the drawings with -o or OUTPUT -, png or jpg "
+             QStringLiteral("Format of the drawings with -o or OUTPUT -, png, jpg or svg "
                             "(default png)."),
              QStringLiteral("FORMAT")},
             {QStringLiteral("quality"), QStringLiteral("JPEG quality, 0..100 (default 100)."),
@@ -158,6 +160,7 @@ void addOptions(QCommandLineParser &parser)
             parser.addOption(hidden);
         }
     }
+    addSvgOptions(parser);
     QCommandLineOption noContour(NoContour, QStringLiteral("Leave the contours out."));
     noContour.setFlags(QCommandLineOption::HiddenFromHelp);
     parser.addOption(noContour);
@@ -234,7 +237,7 @@ QByteArray batchFormat(const QCommandLineParser &parser, QString *suffix)
     *suffix = name == QLatin1String("jpeg") ? QStringLiteral("jpg") : name;
     const QByteArray format = formatForPath(QStringLiteral("drawing.") + *suffix);
     if (format.isEmpty())
-        refuse(QStringLiteral("--format must be png or jpg, not '%1'").arg(name));
+        refuse(QStringLiteral("--format must be png, jpg or svg, not '%1'").arg(name));
     return format;
 }
 
@@ -254,7 +257,8 @@ QByteArray singleFormat(const QCommandLineParser &parser, const QString &output)
     const QByteArray format = formatForPath(output);
     if (format.isEmpty())
         refuse(QStringLiteral(
-                       "cannot tell the format of '%1' from its suffix: use .png, .jpg or .jpeg")
+                       "cannot tell the format of '%1' from its suffix: use .png, .jpg, .jpeg "
+                       "or .svg")
                        .arg(output));
     return format;
 }
@@ -298,6 +302,9 @@ PngLevel pngLevel(const QCommandLineParser &parser)
 void refuseTransparentJpeg(const std::vector<FileJob> &jobs)
 {
     for (const FileJob &job : jobs) {
+        if (job.format == "svg")
+            refuse(QStringLiteral("--transparent writes PNG only: an SVG's ink is transparent "
+                                  "already"));
         if (job.format != "png")
             refuse(QStringLiteral("--transparent writes PNG only: JPEG has no transparency"));
     }
@@ -333,6 +340,7 @@ CommandLine checkedCommandLine(const QCommandLineParser &parser)
     line.transparent = parser.isSet(Transparent);
     if (line.transparent)
         refuseTransparentJpeg(line.jobs);
+    line.vector = svgSettings(parser, *line.effect, line.jobs);
     // Last, once every check has seen the whole batch: every machine that
     // shares it refuses the same command lines, whatever its part holds.
     if (parser.isSet(QStringLiteral("shard"))) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "drawingtrace.h"
 #include "effect.h"
 #include "filejob.h"
 #include "pngwriter.h"
@@ -22,6 +23,8 @@ struct CommandLine
     // Said on stderr before the work starts (folders without pictures).
     QStringList notes;
     int quality = 100;
+    // How drawings are traced for SVG.
+    VectorSettings vector;
     PngLevel pngLevel = PngLevel::Fast;
     // Files drawn at once (-j).
     int threads = 1;

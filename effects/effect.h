@@ -73,7 +73,7 @@ struct Effect
     EffectDraw draw = nullptr;
     // How the drawing is written as SVG: its layers of colours and ink, or
     // null when it cannot be; `vectorForm` says in a few words what the SVG
-    // holds, or why there is none.
+    // holds, or, without layers, why there is none.
     EffectLayers layers = nullptr;
     const char *vectorForm = nullptr;
     // A paragraph for the manual after the settings, or null.

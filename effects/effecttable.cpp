@@ -127,7 +127,7 @@ Effect pencilEffect()
     effect.greyDrawing = true;
     effect.transparentLines = true;
     effect.draw = drawPencil;
-    effect.vectorForm = "none: its hatching is a texture of three-pixel strokes that no outline "
+    effect.vectorForm = "its hatching is a texture of three-pixel strokes that no outline "
                         "improves on; write PNG";
     effect.notes = "Cross-hatched pencil strokes that follow the picture's light and shade, over "
                    "its outlines.";

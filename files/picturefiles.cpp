@@ -138,6 +138,8 @@ QByteArray formatForPath(const QString &path)
         return "png";
     if (suffix == QLatin1String("jpg") || suffix == QLatin1String("jpeg"))
         return "jpeg";
+    if (suffix == QLatin1String("svg"))
+        return "svg";
     return {};
 }
 
@@ -170,8 +172,13 @@ bool encodePicture(const QImage &image, QIODevice *target, const Encoding &encod
     return false;
 }
 
-bool writePictureFile(const QImage &image, const QString &path, const Encoding &encoding,
-                      QString *error)
+namespace {
+
+// Writes through a temporary file that replaces `path` once `encode` has
+// written all of it.
+bool writeThroughTemporary(const QString &path,
+                           const std::function<bool(QIODevice *, QString *)> &encode,
+                           QString *error)
 {
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly)) {
@@ -182,8 +189,7 @@ bool writePictureFile(const QImage &image, const QString &path, const Encoding &
     LibraryOutput library;
     // commit() does not notice a failure to write out the last buffered
     // bytes: flush them first and check.
-    if (!encodePicture(image, &file, encoding, &reason) || !file.flush()
-        || file.error() != QFileDevice::NoError) {
+    if (!encode(&file, &reason) || !file.flush() || file.error() != QFileDevice::NoError) {
         *error = withWarnings(writeFailure(file, reason), library.take());
         file.cancelWriting();
         return false;
@@ -193,4 +199,43 @@ bool writePictureFile(const QImage &image, const QString &path, const Encoding &
         return false;
     }
     return true;
+}
+
+} // namespace
+
+bool writePictureFile(const QImage &image, const QString &path, const Encoding &encoding,
+                      QString *error)
+{
+    return writeThroughTemporary(
+            path,
+            [&](QIODevice *target, QString *reason) {
+                return encodePicture(image, target, encoding, reason);
+            },
+            error);
+}
+
+bool encodeDocument(const QByteArray &document, QIODevice *target, const Encoding &encoding,
+                    QString *reason)
+{
+    StoppableWriter device(target, encoding.stopped, encoding.stopReason);
+    constexpr qsizetype Block = qsizetype(1) << 20;
+    for (qsizetype at = 0; at < document.size(); at += Block) {
+        const qsizetype size = std::min(Block, document.size() - at);
+        if (device.write(document.constData() + at, size) != size) {
+            *reason = device.errorString();
+            return false;
+        }
+    }
+    return true;
+}
+
+bool writeDocumentFile(const QByteArray &document, const QString &path, const Encoding &encoding,
+                       QString *error)
+{
+    return writeThroughTemporary(
+            path,
+            [&](QIODevice *target, QString *reason) {
+                return encodeDocument(document, target, encoding, reason);
+            },
+            error);
 }

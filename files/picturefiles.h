@@ -36,8 +36,8 @@ QStringList pictureSuffixes();
 // each failing to read.
 QStringList readableSuffixes();
 
-// The writer format for a file name's suffix: "png" or "jpeg", empty when the
-// suffix names neither.
+// The writer format for a file name's suffix: "png", "jpeg" or "svg", empty
+// when the suffix names none of them.
 QByteArray formatForPath(const QString &path);
 
 // Empty when a picture of `size` fits a file of `format` ("png" or "jpeg");
@@ -67,3 +67,11 @@ bool encodePicture(const QImage &image, QIODevice *target, const Encoding &encod
 // write leaves any earlier file as it was and no partial file behind.
 bool writePictureFile(const QImage &image, const QString &path, const Encoding &encoding,
                       QString *error);
+
+// Writes `document`, a drawing already made into text (an SVG), to `target`
+// in blocks of a megabyte, so that a stop takes effect between two of them.
+bool encodeDocument(const QByteArray &document, QIODevice *target, const Encoding &encoding,
+                    QString *reason);
+// As writePictureFile(), for a drawing already made into text.
+bool writeDocumentFile(const QByteArray &document, const QString &path, const Encoding &encoding,
+                       QString *error);

@@ -21,7 +21,7 @@ FLOORS = {
     "svg": ["trace"],
     "effects": ["poster", "segment", "sketch", "trace"],
     "app": ["effects"],
-    "cli": ["effects", "files"],
+    "cli": ["effects", "files", "svg"],
     "docs": ["effects"],
     "fuzz": ["effects", "png"],
     "benchmarks": ["app", "effects", "png", "svg"],

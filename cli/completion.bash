@@ -58,7 +58,11 @@ _kestrova_cli()
             return
             ;;
         --format)
-            COMPREPLY=($(compgen -W 'png jpg' -- "$cur"))
+            COMPREPLY=($(compgen -W 'png jpg svg' -- "$cur"))
+            return
+            ;;
+        --svg-curves)
+            COMPREPLY=($(compgen -W 'fit none' -- "$cur"))
             return
             ;;
         --png-level)

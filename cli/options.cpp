@@ -45,6 +45,9 @@ QString effectsHelp()
         if (effect.transparentLines)
             text += optionLine(QStringLiteral("--") + Transparent,
                                QStringLiteral("black lines on a transparent layer (PNG only)"));
+        text += QStringLiteral("      %1: %2\n")
+                        .arg(effect.layers ? QStringLiteral("SVG") : QStringLiteral("No SVG"),
+                             QLatin1String(effect.vectorForm));
     }
     return text;
 }

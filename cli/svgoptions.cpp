@@ -9,10 +9,13 @@ const QString Curves = QStringLiteral("svg-curves");
 const QString Tolerance = QStringLiteral("svg-tolerance");
 const QString MinArea = QStringLiteral("svg-min-area");
 
-// Specks of fewer pixels than this join their neighbour by default: on the
-// photographs, the posters' SVG files shrink by a third to a half and the
-// colour sketches' by a tenth, while no area a viewer notices at the
-// picture's size goes.
+// Specks of fewer pixels than this (a 4 x 4 square) join their neighbour by
+// default. Posters and colour sketches of photographs are full of specks of
+// a few pixels, each a path of its own: on a 2560 x 1600 photograph, 16
+// makes the 16-colour poster's SVG a sixth of its size at 0 (2.0 MB against
+// 11.7 MB, and the PNG's 3.6 MB) and the colour sketch's a quarter; 4
+// leaves the poster larger than its PNG, and 64 starts to round off what
+// the eye sees.
 constexpr int DefaultMinArea = 16;
 constexpr int MostMinArea = 1000000;
 

@@ -54,6 +54,9 @@ QString effectEntry(const Effect &effect)
                                "pixel of grey\n.I g\nbecomes black of opacity 255 \\(mi\n.IR g "
                                ",\nso that the layer laid over white is the drawing again. PNG "
                                "only.\n");
+    text += effect.layers ? QStringLiteral(".TP\n.B SVG\n%1.\n").arg(sentence(effect.vectorForm))
+                          : QStringLiteral(".TP\n.B SVG\nNone: %1.\n")
+                                    .arg(QString::fromLatin1(effect.vectorForm));
     return text + QStringLiteral(".RE\n");
 }
 

@@ -18,3 +18,9 @@ void fuzzReadAndDraw(const uint8_t *data, size_t size);
 // the window makes. The colour sketch must end on the same picture whether
 // every level is shown (the window) or only the last is made (the tool).
 void fuzzEffects(const uint8_t *data, size_t size);
+
+// The bytes as a label map (up to 24 x 24, up to five labels), traced along
+// the pixels, where it must draw back exactly, and fitted, where it must
+// leave no gap and move no pixel further than the tolerance; and written
+// as SVG.
+void fuzzTrace(const uint8_t *data, size_t size);

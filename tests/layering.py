@@ -23,7 +23,7 @@ FLOORS = {
     "app": ["effects"],
     "cli": ["effects", "files", "svg"],
     "docs": ["effects"],
-    "fuzz": ["effects", "png"],
+    "fuzz": ["effects", "png", "svg"],
     "benchmarks": ["app", "effects", "png", "svg"],
 }
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.M)

@@ -55,17 +55,23 @@ Regions findRegions(const LabelMap &map)
                 join(parent, ids[i], ids[i - size_t(map.width)]);
         }
     }
-    // Second pass: final numbers in the order of first pixels.
-    std::vector<qint32> number(parent.size(), -1);
+    // Every run's root is the first run of its region in row order (the
+    // older number wins every join), so numbering the roots in order numbers
+    // the regions in the order of their first pixels. A parent is never
+    // newer than its child: one pass in order resolves every root.
+    std::vector<qint32> number(parent.size());
+    qint32 count = 0;
+    for (size_t i = 0; i < parent.size(); ++i) {
+        parent[i] = parent[size_t(parent[i])];
+        number[i] = parent[i] == qint32(i) ? count++ : number[size_t(parent[i])];
+    }
+    regions.label.resize(size_t(count));
+    regions.area.assign(size_t(count), 0);
     for (size_t i = 0; i < pixels; ++i) {
-        const qint32 r = root(parent, ids[i]);
-        if (number[size_t(r)] < 0) {
-            number[size_t(r)] = regions.count();
-            regions.label.push_back(labels[i]);
-            regions.area.push_back(0);
-        }
-        ids[i] = number[size_t(r)];
-        ++regions.area[size_t(ids[i])];
+        const qint32 r = number[size_t(ids[i])];
+        ids[i] = r;
+        regions.label[size_t(r)] = labels[i];
+        ++regions.area[size_t(r)];
     }
     return regions;
 }

@@ -62,54 +62,60 @@ bool curveWithin(const std::vector<TracePoint> &points, qint32 before, qint32 at
     return std::sqrt(worst) + bend <= tolerance;
 }
 
-bool clearOfOthers(const Tracing &tracing, const SegmentGrid &grid,
-                   const std::vector<Segment> &segments, qint32 segment)
+// Whether the triangle the curve of corner `at` cuts off meets no segment
+// but the corner's own two.
+bool clearOfOthers(const Tracing &tracing, const CurrentSegments &segments, qint32 before,
+                   qint32 at, qint32 after)
 {
     const auto &points = tracing.points;
-    const Segment &in = segments[size_t(segment)];
-    const Segment &out = segments[size_t(segment) + 1];
-    const TracePoint p = points[size_t(in.b)];
-    const TracePoint a {points[size_t(in.a)].x + p.x, points[size_t(in.a)].y + p.y};
+    const TracePoint p = points[size_t(at)];
+    const TracePoint a {points[size_t(before)].x + p.x, points[size_t(before)].y + p.y};
     const TracePoint b = twice(p);
-    const TracePoint c {p.x + points[size_t(out.b)].x, p.y + points[size_t(out.b)].y};
+    const TracePoint c {p.x + points[size_t(after)].x, p.y + points[size_t(after)].y};
     const int x0 = std::min({a.x, b.x, c.x}) / 2 / SegmentGrid::CellSize;
     const int x1 = std::max({a.x, b.x, c.x}) / 2 / SegmentGrid::CellSize;
     const int y0 = std::min({a.y, b.y, c.y}) / 2 / SegmentGrid::CellSize;
     const int y1 = std::max({a.y, b.y, c.y}) / 2 / SegmentGrid::CellSize;
-    for (int y = y0; y <= y1; ++y) {
-        for (int x = x0; x <= x1; ++x) {
-            for (const qint32 *s = grid.begin(x, y); s != grid.end(x, y); ++s) {
-                if (*s == segment || *s == segment + 1)
-                    continue;
-                const Segment &other = segments[size_t(*s)];
+    bool clear = true;
+    for (int y = y0; y <= y1 && clear; ++y) {
+        for (int x = x0; x <= x1 && clear; ++x) {
+            segments.forEachIn(x, y, [&](const Segment &other) {
+                if (!clear || (other.a == before && other.b == at)
+                    || (other.a == at && other.b == after))
+                    return;
                 if (triangleMeets(a, b, c, twice(points[size_t(other.a)]),
                                   twice(points[size_t(other.b)])))
-                    return false;
-            }
+                    clear = false;
+            });
         }
     }
-    return true;
+    return clear;
 }
 
 } // namespace
 
-void roundCorners(Tracing &tracing, const std::vector<Segment> &segments,
-                  const std::vector<qint32> &segmentStart, double tolerance)
+void roundCorners(Tracing &tracing, const std::vector<unsigned char> &kept,
+                  const CurrentSegments &segments, double tolerance)
 {
     tracing.rounded.assign(tracing.points.size(), 0);
-    const SegmentGrid grid(tracing, segments);
     const int count = int(tracing.chains.size());
     parallelBands(count, 64, [&](int first, int end) {
+        const auto &points = tracing.points;
         for (int c = first; c < end; ++c) {
-            for (qint32 s = segmentStart[size_t(c)]; s + 1 < segmentStart[size_t(c) + 1]; ++s) {
-                const Segment &in = segments[size_t(s)];
-                const Segment &out = segments[size_t(s) + 1];
-                const auto &points = tracing.points;
-                if (cross(points[size_t(in.a)], points[size_t(in.b)], points[size_t(out.b)]) == 0)
+            const Chain &chain = tracing.chains[size_t(c)];
+            qint32 before = chain.first;
+            qint32 at = -1;
+            for (qint32 i = chain.first + 1; i < chain.first + chain.count; ++i) {
+                if (!kept[size_t(i)])
                     continue;
-                if (curveWithin(points, in.a, in.b, out.b, tolerance)
-                    && clearOfOthers(tracing, grid, segments, s))
-                    tracing.rounded[size_t(in.b)] = 1;
+                if (at >= 0
+                    && cross(points[size_t(before)], points[size_t(at)], points[size_t(i)]) != 0
+                    && curveWithin(points, before, at, i, tolerance)
+                    && clearOfOthers(tracing, segments, before, at, i))
+                    tracing.rounded[size_t(at)] = 1;
+                if (at >= 0)
+                    before = at;
+                at = i;
             }
         }
     });

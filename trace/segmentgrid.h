@@ -64,3 +64,29 @@ private:
     std::vector<qint32> m_cells;
     std::vector<Box> m_boxes;
 };
+
+// The segments of the chains as they stand after the rounds of the crossing
+// check: the first round's segments of the chains not refined since, and
+// the segments gathered anew of those refined (`changed`), each set with
+// its grid.
+struct CurrentSegments
+{
+    const std::vector<Segment> &first;
+    const std::vector<qint32> &firstChain;
+    const SegmentGrid &firstGrid;
+    const std::vector<unsigned char> &changed;
+    const std::vector<Segment> &fresh;
+    const SegmentGrid &freshGrid;
+
+    // Calls f(segment) for every current segment listed in cell (x, y).
+    template<typename F>
+    void forEachIn(int x, int y, F f) const
+    {
+        for (const qint32 *i = firstGrid.begin(x, y); i != firstGrid.end(x, y); ++i) {
+            if (!changed[size_t(firstChain[size_t(*i)])])
+                f(first[size_t(*i)]);
+        }
+        for (const qint32 *i = freshGrid.begin(x, y); i != freshGrid.end(x, y); ++i)
+            f(fresh[size_t(*i)]);
+    }
+};

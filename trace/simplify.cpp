@@ -185,6 +185,26 @@ std::vector<Refinement> clashingSegments(const Tracing &tracing, const SegmentGr
     return sorted(std::move(found));
 }
 
+// The current segments of the chains flagged in `changed`.
+void gatherChanged(const Tracing &tracing, const std::vector<unsigned char> &kept,
+                   const std::vector<unsigned char> &changed, std::vector<Segment> &fresh,
+                   std::vector<qint32> &freshChain)
+{
+    for (qint32 c = 0; c < qint32(tracing.chains.size()); ++c) {
+        if (!changed[size_t(c)])
+            continue;
+        const Chain &chain = tracing.chains[size_t(c)];
+        qint32 from = chain.first;
+        for (qint32 i = chain.first + 1; i < chain.first + chain.count; ++i) {
+            if (kept[size_t(i)]) {
+                fresh.push_back({from, i});
+                freshChain.push_back(c);
+                from = i;
+            }
+        }
+    }
+}
+
 // The first round's segments and their grid, which later rounds keep: they
 // test only the chains refined since (`changed`), whose segments they
 // gather anew, against the first round's segments of the other chains and
@@ -205,19 +225,7 @@ std::vector<Refinement> laterClashes(const Tracing &tracing, const std::vector<u
     const auto &points = tracing.points;
     std::vector<Segment> fresh;
     std::vector<qint32> freshChain;
-    for (qint32 c = 0; c < qint32(tracing.chains.size()); ++c) {
-        if (!changed[size_t(c)])
-            continue;
-        const Chain &chain = tracing.chains[size_t(c)];
-        qint32 from = chain.first;
-        for (qint32 i = chain.first + 1; i < chain.first + chain.count; ++i) {
-            if (kept[size_t(i)]) {
-                fresh.push_back({from, i});
-                freshChain.push_back(c);
-                from = i;
-            }
-        }
-    }
+    gatherChanged(tracing, kept, changed, fresh, freshChain);
     const SegmentGrid grid(tracing, fresh);
     std::vector<Refinement> found;
     std::mutex lock;
@@ -325,9 +333,12 @@ void simplifyChains(Tracing &tracing, double tolerance, bool curves, const Progr
     }
     progress.report(80);
     if (curves) {
-        std::vector<qint32> segmentStart;
-        const std::vector<Segment> segments = segmentsOf(tracing, kept, &segmentStart);
-        roundCorners(tracing, segments, segmentStart, tolerance);
+        std::vector<Segment> fresh;
+        std::vector<qint32> freshChain;
+        gatherChanged(tracing, kept, changed, fresh, freshChain);
+        const SegmentGrid freshGrid(tracing, fresh);
+        const CurrentSegments current {segments, chainOf, grid, changed, fresh, freshGrid};
+        roundCorners(tracing, kept, current, tolerance);
     }
     timer.stage("rounding");
     progress.report(90);

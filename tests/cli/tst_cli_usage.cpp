@@ -119,7 +119,11 @@ void CliUsageTest::helpDocumentsEveryOption()
                                 "--auto-orient           Turn each picture upright",
                                 "--report <FILE>         Write a JSON record of every file",
                                 "--quiet                 No progress line",
-                                "--timings               Print the read, effect and write times"};
+                                "--timings               Print the read, effect and write times",
+                                "--svg-threshold <N>     SVG: the ink of pen drawings and contours",
+                                "--svg-curves <MODE>     SVG: fit to simplify the outlines",
+                                "--svg-tolerance <T>     SVG: how far, in pixels, fitted outlines",
+                                "--svg-min-area <N>      SVG: regions smaller than <N> pixels"};
     for (const char *text : documented)
         QVERIFY2(options.contains(QLatin1String(text)), text);
     // Only these and Qt's own --help, --help-all and --version.
@@ -293,7 +297,7 @@ void CliUsageTest::unknownBatchFormat()
 {
     expectUsageError({QStringLiteral("pen"), QStringLiteral("--format"), QStringLiteral("gif"),
                       QStringLiteral("in.png"), QStringLiteral("-o"), QStringLiteral("out")},
-                     QStringLiteral("--format must be png or jpg"));
+                     QStringLiteral("--format must be png, jpg or svg"));
 }
 
 void CliUsageTest::transparentRefused_data()

@@ -123,9 +123,12 @@ expect "--black" pen photo.jpg --quiet color --b   # the effect is the first wor
 expect "" pen --d   # the pen has no density
 
 # Option values.
-expect "jpg png" pencil --format ''
+expect "jpg png svg" pencil --format ''
 expect "jpg" pencil -o out --format j
-expect "jpg png" pencil --format = ''   # --format=<TAB>: bash splits at the =
+expect "jpg png svg" pencil --format = ''   # --format=<TAB>: bash splits at the =
+expect "fit none" poster --svg-curves ''
+expect "none" color --svg-curves n
+expect "--svg-curves --svg-min-area --svg-threshold --svg-tolerance" poster --svg
 expect "fast small" pencil --png-level ''
 expect "small" poster --png-level s
 expect "" pen --threads ''

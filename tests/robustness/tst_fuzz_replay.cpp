@@ -54,7 +54,8 @@ void TestFuzzReplay::replay_data()
     QTest::addColumn<QString>("target");
     QTest::addColumn<QByteArray>("bytes");
     const QDir found(QStringLiteral(KESTROVA_FUZZ_DIR));
-    for (const QString &target : {QStringLiteral("read"), QStringLiteral("effects")}) {
+    for (const QString &target :
+         {QStringLiteral("read"), QStringLiteral("effects"), QStringLiteral("trace")}) {
         const QDir folder(found.filePath(target));
         QVERIFY2(folder.exists(), qPrintable(folder.path()));
         for (const QString &name : folder.entryList(QDir::Files, QDir::Name))
@@ -65,9 +66,12 @@ void TestFuzzReplay::replay_data()
     for (const QString &name : bad.entryList(QDir::Files, QDir::Name))
         QTest::newRow(qPrintable(QStringLiteral("read/seed/") + name))
                 << QStringLiteral("read") << contents(bad.filePath(name));
-    for (int n = 0; n < MadeInputs; ++n)
+    for (int n = 0; n < MadeInputs; ++n) {
         QTest::newRow(qPrintable(QStringLiteral("effects/made/%1").arg(n)))
                 << QStringLiteral("effects") << madeEffectsInput(n);
+        QTest::newRow(qPrintable(QStringLiteral("trace/made/%1").arg(n)))
+                << QStringLiteral("trace") << madeEffectsInput(n);
+    }
 }
 
 void TestFuzzReplay::replay()
@@ -77,6 +81,8 @@ void TestFuzzReplay::replay()
     const auto *data = reinterpret_cast<const uint8_t *>(bytes.constData());
     if (target == QLatin1String("read"))
         fuzzReadAndDraw(data, size_t(bytes.size()));
+    else if (target == QLatin1String("trace"))
+        fuzzTrace(data, size_t(bytes.size()));
     else
         fuzzEffects(data, size_t(bytes.size()));
 }

@@ -1,7 +1,11 @@
 #include "drawingtrace.h"
 
 #include "labelmap.h"
+#include "parallel.h"
+#include "sidebyside.h"
 #include "trace.h"
+
+#include <exception>
 
 namespace {
 
@@ -23,17 +27,37 @@ VectorDrawing traceDrawing(const VectorLayers &layers, const VectorSettings &set
     trace.tolerance = settings.tolerance;
     trace.curves = settings.curves;
     trace.minArea = settings.minArea;
-    const bool both = !layers.fills.isNull() && !layers.ink.isNull();
     progress.report(0);
-    if (!layers.fills.isNull()) {
-        drawing.fills = traceLabels(colourLabels(layers.fills), trace,
-                                    share(progress, 0, both ? 50 : 100));
-        drawing.hasFills = true;
-    }
-    if (!layers.ink.isNull()) {
+    drawing.hasFills = !layers.fills.isNull();
+    drawing.hasInk = !layers.ink.isNull();
+    if (drawing.hasFills && drawing.hasInk) {
+        // The two layers do not depend on each other: the ink is traced on
+        // a thread of its own, within the caller's budget, while the colours
+        // are traced here, where the progress is reported.
+        const int budget = threadBudget();
+        std::exception_ptr failure[2];
+        runSideBySide(2, [&](int slot) {
+            try {
+                if (slot == 0) {
+                    drawing.fills = traceLabels(colourLabels(layers.fills), trace,
+                                                share(progress, 0, 100));
+                } else {
+                    const ThreadBudget inherited(budget);
+                    drawing.ink = traceLabels(inkLabels(layers.ink, settings.threshold), trace);
+                }
+            } catch (...) {
+                failure[slot] = std::current_exception();
+            }
+        });
+        for (const std::exception_ptr &thrown : failure) {
+            if (thrown)
+                std::rethrow_exception(thrown);
+        }
+    } else if (drawing.hasFills) {
+        drawing.fills = traceLabels(colourLabels(layers.fills), trace, share(progress, 0, 100));
+    } else if (drawing.hasInk) {
         drawing.ink = traceLabels(inkLabels(layers.ink, settings.threshold), trace,
-                                  share(progress, both ? 50 : 0, both ? 50 : 100));
-        drawing.hasInk = true;
+                                  share(progress, 0, 100));
     }
     progress.report(100);
     return drawing;

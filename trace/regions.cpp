@@ -1,5 +1,7 @@
 #include "regions.h"
 
+#include "parallel.h"
+
 #include <algorithm>
 #include <numeric>
 
@@ -171,11 +173,17 @@ LabelMap mergeSpecks(const LabelMap &map, qint64 minArea)
         nextMember[size_t(lastMember[size_t(target)])] = members[size_t(r)];
         lastMember[size_t(target)] = lastMember[size_t(r)];
     }
+    std::vector<quint32> labelOf(static_cast<size_t>(count));
+    for (qint32 r = 0; r < count; ++r)
+        labelOf[size_t(r)] = regions.label[size_t(root(owner, r))];
     LabelMap merged;
     merged.width = map.width;
     merged.height = map.height;
     merged.labels.resize(map.labels.size());
-    for (size_t i = 0; i < regions.id.size(); ++i)
-        merged.labels[i] = regions.label[size_t(root(owner, regions.id[i]))];
+    const int w = map.width;
+    parallelBands(map.height, rowsOf(LightBandPixels, w), [&](int first, int end) {
+        for (size_t i = size_t(first) * size_t(w); i < size_t(end) * size_t(w); ++i)
+            merged.labels[i] = labelOf[size_t(regions.id[i])];
+    });
     return merged;
 }

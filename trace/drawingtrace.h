@@ -25,6 +25,9 @@ struct VectorSettings
     int threshold = 128;
     // Whether outlines are simplified and rounded, or follow the pixels.
     bool curves = true;
+    // Below about 0.7 pixel staircases no longer straighten, and the files
+    // of photographs grow larger than along the pixels; above 1 a boundary
+    // could pass beyond a one-pixel island beside it.
     double tolerance = 1.0;
     // Regions of fewer pixels join a neighbour first; 0 keeps every pixel.
     qint64 minArea = 0;

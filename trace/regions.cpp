@@ -39,6 +39,9 @@ Regions findRegions(const LabelMap &map)
     // First pass: a provisional number per run of one label in a row,
     // joined with the runs above that it touches.
     std::vector<qint32> parent;
+    // Each run's label and length, which give the regions' own.
+    std::vector<quint32> runLabel;
+    std::vector<qint32> runLength;
     const quint32 *labels = map.labels.data();
     qint32 *ids = regions.id.data();
     for (int y = 0; y < map.height; ++y) {
@@ -47,9 +50,12 @@ Regions findRegions(const LabelMap &map)
             const size_t i = row + size_t(x);
             if (x > 0 && labels[i] == labels[i - 1]) {
                 ids[i] = ids[i - 1];
+                ++runLength.back();
             } else {
                 ids[i] = qint32(parent.size());
                 parent.push_back(ids[i]);
+                runLabel.push_back(labels[i]);
+                runLength.push_back(1);
             }
             if (y > 0 && labels[i] == labels[i - size_t(map.width)]
                 && (x == 0 || labels[i] != labels[i - 1]
@@ -69,12 +75,15 @@ Regions findRegions(const LabelMap &map)
     }
     regions.label.resize(size_t(count));
     regions.area.assign(size_t(count), 0);
-    for (size_t i = 0; i < pixels; ++i) {
-        const qint32 r = number[size_t(ids[i])];
-        ids[i] = r;
-        regions.label[size_t(r)] = labels[i];
-        ++regions.area[size_t(r)];
+    for (size_t i = 0; i < parent.size(); ++i) {
+        regions.label[size_t(number[i])] = runLabel[i];
+        regions.area[size_t(number[i])] += runLength[i];
     }
+    const int w = map.width;
+    parallelBands(map.height, rowsOf(LightBandPixels, w), [&](int first, int end) {
+        for (size_t i = size_t(first) * size_t(w); i < size_t(end) * size_t(w); ++i)
+            ids[i] = number[size_t(ids[i])];
+    });
     return regions;
 }
 

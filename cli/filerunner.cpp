@@ -3,6 +3,8 @@
 #include "imagefiles.h"
 #include "lineart.h"
 #include "parallel.h"
+#include "picturelimits.h"
+#include "picturesize.h"
 #include "standarderror.h"
 #include "stop.h"
 
@@ -112,10 +114,24 @@ QImage FileRunner::read(const FileJob &job, int slot, FileOutcome &outcome)
         outcome.error = QStringLiteral("cannot read %1: %2").arg(inputName(job.input), error);
         return {};
     }
-    outcome.readMs = millisecondsSince(clock);
     outcome.size = picture.size();
     throwIfStopped();
-    return picture;
+    const QSize size = m_commandLine.size.of(picture.size());
+    const QString tooLarge = pictureSizeProblem(size);
+    if (!tooLarge.isEmpty()) {
+        outcome.error = QStringLiteral("cannot draw %1 at %2 x %3 pixels: %4")
+                                .arg(inputName(job.input))
+                                .arg(size.width())
+                                .arg(size.height())
+                                .arg(tooLarge);
+        return {};
+    }
+    const QImage resized = resizedPicture(picture, size);
+    if (resized.isNull())
+        outcome.error = QStringLiteral("cannot draw %1: not enough memory to resize it")
+                                .arg(inputName(job.input));
+    outcome.readMs = millisecondsSince(clock);
+    return resized;
 }
 
 // A null drawing is the effect's answer for some pictures and settings: the
@@ -155,18 +171,25 @@ bool FileRunner::write(const QImage &drawing, const FileJob &job, int slot, QStr
 {
     throwIfStopped();
     m_console.setStage(slot, Console::Writing);
-    // With -r, a drawing may go to a subfolder of DIR that is not there yet.
+    // DIR, or with -r a subfolder of it, is made by the first drawing it
+    // receives.
     const QString folder = QFileInfo(job.output).path();
-    if (!m_commandLine.outputDir.isEmpty() && !QDir().mkpath(folder)) {
+    if (m_commandLine.batch && !QDir().mkpath(folder)) {
         *error = QStringLiteral("cannot create the folder '%1'").arg(folder);
         return false;
+    }
+    QImage written = drawing;
+    if (m_commandLine.dpi > 0) {
+        const int dotsPerMetre = qRound(m_commandLine.dpi / 0.0254);
+        written.setDotsPerMeterX(dotsPerMetre);
+        written.setDotsPerMeterY(dotsPerMetre);
     }
     Encoding encoding;
     encoding.format = job.format;
     encoding.quality = m_commandLine.quality;
     encoding.pngLevel = m_commandLine.pngLevel;
     encoding.threads = m_commandLine.coreThreads;
-    return writePicture(drawing, job.output, encoding, error);
+    return writePicture(written, job.output, encoding, error);
 }
 
 // The core's progress reports are where a stopped run leaves an effect. With

@@ -206,6 +206,16 @@ QByteArray formatForPath(const QString &path)
     return {};
 }
 
+QString formatLabel(const QByteArray &format)
+{
+    return QString::fromLatin1(format.toUpper());
+}
+
+bool formatTakesQuality(const QByteArray &format)
+{
+    return format == "jpeg";
+}
+
 QString writeSizeProblem(QSize size, const QByteArray &format)
 {
     // libpng reads PNG files of at most a million pixels a side unless told

@@ -41,6 +41,11 @@ QStringList readableSuffixes();
 // suffix names neither.
 QByteArray formatForPath(const QString &path);
 
+// The name messages give a writer format: "PNG", "JPEG".
+QString formatLabel(const QByteArray &format);
+// Whether --quality changes the files of `format`.
+bool formatTakesQuality(const QByteArray &format);
+
 // Empty when a picture of `size` fits a file of `format` ("png" or "jpeg");
 // otherwise the most that does, as words.
 QString writeSizeProblem(QSize size, const QByteArray &format);

@@ -100,6 +100,12 @@ bool Report::open(QString *error)
         *error = m_file.errorString();
         return false;
     }
+    // On standard error, one record a line and nothing else: a reader
+    // of JSON lines takes each as it comes.
+    if (m_toConsole) {
+        m_console.setJsonLines();
+        return true;
+    }
     std::lock_guard<std::mutex> lock(m_mutex);
     writeLineLocked("[");
     return true;
@@ -126,11 +132,11 @@ bool Report::finish(QString *error)
         if (m_waiting[m_next])
             releaseLocked(record(m_next, *m_waiting[m_next]));
     }
+    if (m_toConsole)
+        return true;
     if (!m_held.isEmpty())
         writeLineLocked(m_held);
     writeLineLocked("]");
-    if (m_toConsole)
-        return true;
     if (!m_file.flush() || m_file.error() != QFileDevice::NoError) {
         *error = m_file.errorString();
         return false;
@@ -167,6 +173,10 @@ QByteArray Report::record(size_t index, const FileOutcome &outcome) const
 
 void Report::releaseLocked(const QByteArray &record)
 {
+    if (m_toConsole) {
+        m_console.printRecord(QString::fromUtf8(record));
+        return;
+    }
     if (!m_held.isEmpty())
         writeLineLocked(m_held + ',');
     m_held = record;
@@ -174,10 +184,6 @@ void Report::releaseLocked(const QByteArray &record)
 
 void Report::writeLineLocked(const QByteArray &line)
 {
-    if (m_toConsole) {
-        m_console.print(QString::fromUtf8(line));
-        return;
-    }
     m_file.write(line + '\n');
     m_file.flush();
 }

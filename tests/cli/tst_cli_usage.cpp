@@ -118,8 +118,13 @@ void CliUsageTest::helpDocumentsEveryOption()
                                 "parts",
                                 "--auto-orient           Turn each picture upright",
                                 "--report <FILE>         Write a JSON record of every file",
-                                "--quiet                 No progress line",
-                                "--timings               Print the read, effect and write times"};
+                                "-q, --quiet             No progress line",
+                                "--timings               Print the read, effect and write times",
+                                "--name <PATTERN>        Batch mode: name every drawing after",
+                                "--size <SIZE>           Scale each photo before drawing it",
+                                "--dpi <N>               The resolution every drawing carries",
+                                "--dry-run               Print what each input would be drawn "
+                                "to"};
     for (const char *text : documented)
         QVERIFY2(options.contains(QLatin1String(text)), text);
     // Only these and Qt's own --help, --help-all and --version.

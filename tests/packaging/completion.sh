@@ -110,7 +110,7 @@ expect "$(starting po)" --timings po
 
 # The general options, before and after the effect.
 general=(--help --version -o --output-dir --format --quality --png-level -j --jobs --threads
-    --quiet --timings)
+    --quiet -q --timings --name --size --dpi --dry-run)
 includes "${general[@]}" but-not --density --colors --threshold --black --transparent -- -
 includes "${general[@]}" --black --white --transparent but-not --density --no-contour -- pen -
 includes --density --black --white --contour-black --contour-white --no-contour --transparent \
@@ -120,7 +120,7 @@ expect "--colors --contour-black --contour-white" poster --c
 expect "--threads --threshold --timings" color --t
 expect "--threads --timings --transparent" pen --t
 expect "--black" pen photo.jpg --quiet color --b   # the effect is the first word
-expect "" pen --d   # the pen has no density
+expect "--dpi --dry-run" pen --d   # the pen has no density
 
 # Option values.
 expect "jpg png" pencil --format ''

@@ -64,6 +64,10 @@ struct Effect
     // Whether the drawing is dark lines on white that --transparent may
     // give as black lines on a transparent layer instead.
     bool transparentLines = false;
+    // Whether the drawing's colours are the photograph's own values (a
+    // poster's cluster means, a colour sketch's regions), so that the
+    // drawing carries the photograph's colour profile.
+    bool photoColours = false;
     EffectDraw draw = nullptr;
     // A paragraph for the manual after the settings, or null.
     const char *notes = nullptr;
@@ -80,7 +84,8 @@ const Effect *findEffect(const QString &name);
 // The drawing of a picture already in the working format: the edge map
 // first when the effect needs it, then the effect, drawing from a fresh
 // random sequence so that every file gives the same result whatever ran
-// before it. A null picture when the effect makes none; `problem` then says
-// why, or stays empty. Throws std::bad_alloc when memory runs out.
+// before it. A drawing in the photograph's colours takes its colour space.
+// A null picture when the effect makes none; `problem` then says why, or
+// stays empty. Throws std::bad_alloc when memory runs out.
 QImage makeDrawing(const Effect &effect, const QImage &picture, const EffectValues &values,
                    const Progress &edgeProgress, const Progress &effectProgress, QString *problem);

@@ -97,6 +97,7 @@ Effect posterEffect()
             = withContourLevels({{"colors", "Colors", 2, 30, poster.colours, "number of colours"}});
     effect.contourLayer = true;
     effect.needsEdges = true;
+    effect.photoColours = true;
     effect.draw = drawPoster;
     effect.notes = "The picture in a few flat colours, with its outlines.";
     return effect;
@@ -111,6 +112,7 @@ Effect colourEffect()
     effect.settings = {{"threshold", "Color threshold", 0, 99, colour.threshold,
                         "colour distance up to which regions merge"},
                        {"brush", "Brushstroke size", 0, 500, colour.brush, "brushstroke size"}};
+    effect.photoColours = true;
     effect.draw = drawColour;
     effect.notes = "Regions of similar colour merged into brush strokes; the brushstroke size is "
                    "the largest region, in pixels, that still merges. A colour sketch that "

@@ -58,7 +58,7 @@ _kestrova_cli()
             return
             ;;
         --format)
-            COMPREPLY=($(compgen -W 'png jpg' -- "$cur"))
+            COMPREPLY=($(compgen -W 'png jpg webp tif' -- "$cur"))
             return
             ;;
         --png-level)

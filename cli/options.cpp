@@ -106,8 +106,10 @@ QString description()
                           "  kestrova-cli EFFECT [options] INPUT... -o DIR\n"
                           "  kestrova-cli EFFECT [options] -r FOLDER... -o DIR\n"
                           "\n"
-                          "The suffix of OUTPUT chooses its format: .png, .jpg or .jpeg. With -o,\n"
-                          "each drawing is written to DIR/<input name without suffix>.<format>\n"
+                          "The suffix of OUTPUT chooses its format:\n"
+                          "%1.\n"
+                          "With -o, each drawing is written to DIR/<input name without\n"
+                          "suffix>.<format>\n"
                           "(or as --name says; --name alone writes it beside its photo);\n"
                           "with -r, the pictures in a FOLDER keep their place in its tree:\n"
                           "FOLDER/trip/beach.jpg is drawn to DIR/trip/beach.<format>.\n"
@@ -119,6 +121,7 @@ QString description()
                           "file failed, 2 for a usage error, 130 or 143 when stopped by SIGINT or\n"
                           "SIGTERM.\n"
                           "\n")
+                   .arg(writtenSuffixesText())
             + effectsHelp().chopped(1);
 }
 
@@ -135,10 +138,12 @@ void addOptions(QCommandLineParser &parser)
                      + QStringLiteral("; hidden files and folders left out), in the same tree "
                                       "under <DIR>.")},
             {QStringLiteral("format"),
-             QStringLiteral("Format of the drawings with -o or OUTPUT -, png or jpg "
-                            "(default png)."),
+             QStringLiteral("Format of the drawings with -o or OUTPUT -, %1 (default png).")
+                     .arg(formatNamesText()),
              QStringLiteral("FORMAT")},
-            {QStringLiteral("quality"), QStringLiteral("JPEG quality, 0..100 (default 100)."),
+            {QStringLiteral("quality"),
+             QStringLiteral("JPEG and WebP quality, 0..100 (default 100; WebP is lossless at "
+                            "100)."),
              QStringLiteral("N")},
             {QStringLiteral("png-level"),
              QStringLiteral("PNG compression: fast, or small for smaller files in two to three "
@@ -292,10 +297,10 @@ QByteArray batchFormat(const QCommandLineParser &parser, QString *suffix)
     const QString name = parser.isSet(QStringLiteral("format"))
             ? parser.value(QStringLiteral("format")).toLower()
             : QStringLiteral("png");
-    *suffix = name == QLatin1String("jpeg") ? QStringLiteral("jpg") : name;
-    const QByteArray format = formatForPath(QStringLiteral("drawing.") + *suffix);
+    const QByteArray format = formatForPath(QStringLiteral("drawing.") + name);
     if (format.isEmpty())
-        refuse(QStringLiteral("--format must be png or jpg, not '%1'").arg(name));
+        refuse(QStringLiteral("--format must be %1, not '%2'").arg(formatNamesText(), name));
+    *suffix = writtenFormat(format)->suffixes.first();
     return format;
 }
 
@@ -309,8 +314,8 @@ QByteArray patternFormat(const QCommandLineParser &parser, const NamePattern &pa
     const QByteArray format = formatForPath(example);
     if (format.isEmpty())
         refuse(QStringLiteral("--name '%1' gives names like '%2', whose suffix names no format "
-                              "written: end it in {ext}, .png, .jpg or .jpeg")
-                       .arg(pattern.text, example));
+                              "written: end it in {ext}, %3")
+                       .arg(pattern.text, example, writtenSuffixesText()));
     *suffix = QFileInfo(example).suffix();
     if (parser.isSet(QStringLiteral("format"))) {
         QString chosen;
@@ -337,9 +342,8 @@ QByteArray singleFormat(const QCommandLineParser &parser, const QString &output)
                               "chooses the format"));
     const QByteArray format = formatForPath(output);
     if (format.isEmpty())
-        refuse(QStringLiteral(
-                       "cannot tell the format of '%1' from its suffix: use .png, .jpg or .jpeg")
-                       .arg(output));
+        refuse(QStringLiteral("cannot tell the format of '%1' from its suffix: use %2")
+                       .arg(output, writtenSuffixesText()));
     return format;
 }
 
@@ -390,8 +394,10 @@ PngLevel pngLevel(const QCommandLineParser &parser)
 void refuseTransparentJpeg(const std::vector<FileJob> &jobs)
 {
     for (const FileJob &job : jobs) {
-        if (job.format != "png")
+        if (job.format == "jpeg")
             refuse(QStringLiteral("--transparent writes PNG only: JPEG has no transparency"));
+        if (job.format != "png")
+            refuse(QStringLiteral("--transparent writes PNG only"));
     }
 }
 
@@ -401,10 +407,11 @@ void warnUnusedEncodings(const QCommandLineParser &parser, CommandLine &line)
     bool quality = false;
     bool pngLevel = false;
     for (const FileJob &job : line.jobs) {
-        quality = quality || formatTakesQuality(job.format);
+        quality = quality || writtenFormat(job.format)->takesQuality;
         pngLevel = pngLevel || job.format == "png";
     }
-    const QString format = line.jobs.empty() ? QString() : formatLabel(line.jobs.front().format);
+    const QString format
+            = line.jobs.empty() ? QString() : writtenFormat(line.jobs.front().format)->label;
     if (parser.isSet(QStringLiteral("quality")) && !quality)
         line.notes
                 << QStringLiteral("warning: --quality does not apply to %1: ignored").arg(format);

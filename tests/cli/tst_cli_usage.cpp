@@ -109,7 +109,7 @@ void CliUsageTest::helpDocumentsEveryOption()
                                 "folders",
                                 "--format <FORMAT>       Format of the drawings with -o or "
                                 "OUTPUT -",
-                                "--quality <N>           JPEG quality",
+                                "--quality <N>           JPEG and WebP quality",
                                 "--png-level <LEVEL>     PNG compression: fast, or small",
                                 "-j, --jobs <N>          Draw <N> files at once",
                                 "--threads <N>           Threads the work on each file may use",
@@ -298,7 +298,7 @@ void CliUsageTest::unknownBatchFormat()
 {
     expectUsageError({QStringLiteral("pen"), QStringLiteral("--format"), QStringLiteral("gif"),
                       QStringLiteral("in.png"), QStringLiteral("-o"), QStringLiteral("out")},
-                     QStringLiteral("--format must be png or jpg"));
+                     QStringLiteral("--format must be png, jpg, webp or tif, not 'gif'"));
 }
 
 void CliUsageTest::transparentRefused_data()
@@ -319,6 +319,8 @@ void CliUsageTest::transparentRefused_data()
                                                 "jpg",    "in.png",        "-o",
                                                 "out"}
                                 << jpeg;
+    QTest::newRow("webp") << QStringList {"pen", "--transparent", "in.png", "out.webp"}
+                          << QStringLiteral("--transparent writes PNG only");
 }
 
 void CliUsageTest::transparentRefused()

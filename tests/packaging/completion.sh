@@ -123,9 +123,9 @@ expect "--black" pen photo.jpg --quiet color --b   # the effect is the first wor
 expect "--dpi --dry-run" pen --d   # the pen has no density
 
 # Option values.
-expect "jpg png" pencil --format ''
+expect "jpg png tif webp" pencil --format ''
 expect "jpg" pencil -o out --format j
-expect "jpg png" pencil --format = ''   # --format=<TAB>: bash splits at the =
+expect "jpg png tif webp" pencil --format = ''   # --format=<TAB>: bash splits at the =
 expect "fast small" pencil --png-level ''
 expect "small" poster --png-level s
 expect "" pen --threads ''

@@ -9,7 +9,6 @@
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QFileInfo>
-#include <QRegularExpression>
 #include <QSet>
 #include <QThread>
 
@@ -432,33 +431,6 @@ QString helpText(const QCommandLineParser &parser)
     return text;
 }
 
-// Every long option the help names, the effects' settings included.
-QStringList knownOptionNames(const QCommandLineParser &parser)
-{
-    static const QRegularExpression option(QStringLiteral("--([a-z][a-z0-9-]+)"));
-    QStringList names;
-    for (auto match = option.globalMatch(parser.helpText()); match.hasNext();) {
-        const QString name = match.next().captured(1);
-        if (!names.contains(name))
-            names << name;
-    }
-    return names;
-}
-
-QString parseError(const QCommandLineParser &parser)
-{
-    const QStringList unknown = parser.unknownOptionNames();
-    if (unknown.isEmpty())
-        return parser.errorText();
-    const QString &name = unknown.first();
-    const QString dashes = name.size() == 1 ? QStringLiteral("-") : QStringLiteral("--");
-    const QString closest
-            = name.size() > 2 ? closestWord(name, knownOptionNames(parser)) : QString();
-    if (closest.isEmpty())
-        return QStringLiteral("unknown option '%1%2'").arg(dashes, name);
-    return QStringLiteral("unknown option '%1%2' (did you mean --%3?)").arg(dashes, name, closest);
-}
-
 CommandLine checkedCommandLine(const QCommandLineParser &parser)
 {
     const QStringList positional = parser.positionalArguments();
@@ -527,7 +499,7 @@ ParseOutcome parseCommandLine(const QStringList &arguments)
                                  QStringLiteral("[OUTPUT]"));
     ParseOutcome outcome;
     if (!parser.parse(arguments)) {
-        outcome.text = parseError(parser);
+        outcome.text = parseErrorText(parser);
         return outcome;
     }
     if (parser.isSet(version)) {

@@ -1,5 +1,8 @@
 #include "suggestions.h"
 
+#include <QCommandLineParser>
+#include <QRegularExpression>
+
 #include <algorithm>
 #include <utility>
 #include <vector>
@@ -12,6 +15,19 @@ const std::pair<const char *, const char *> Spellings[] = {
         {"gray", "grey"},
         {"center", "centre"},
 };
+
+// Every long option the help names, the effects' settings included.
+QStringList knownOptionNames(const QCommandLineParser &parser)
+{
+    static const QRegularExpression option(QStringLiteral("--([a-z][a-z0-9-]+)"));
+    QStringList names;
+    for (auto match = option.globalMatch(parser.helpText()); match.hasNext();) {
+        const QString name = match.next().captured(1);
+        if (!names.contains(name))
+            names << name;
+    }
+    return names;
+}
 
 } // namespace
 
@@ -68,4 +84,18 @@ QString americanSpelling(const QString &word)
     for (const auto &[american, british] : Spellings)
         spelling.replace(QLatin1String(british), QLatin1String(american));
     return spelling;
+}
+
+QString parseErrorText(const QCommandLineParser &parser)
+{
+    const QStringList unknown = parser.unknownOptionNames();
+    if (unknown.isEmpty())
+        return parser.errorText();
+    const QString &name = unknown.first();
+    const QString dashes = name.size() == 1 ? QStringLiteral("-") : QStringLiteral("--");
+    const QString closest
+            = name.size() > 2 ? closestWord(name, knownOptionNames(parser)) : QString();
+    if (closest.isEmpty())
+        return QStringLiteral("unknown option '%1%2'").arg(dashes, name);
+    return QStringLiteral("unknown option '%1%2' (did you mean --%3?)").arg(dashes, name, closest);
 }

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <QString>
+
+class QCommandLineParser;
 #include <QStringList>
 
 // The number of single-letter insertions, deletions, substitutions and swaps
@@ -18,3 +20,7 @@ QString closestWord(const QString &word, const QStringList &candidates);
 QStringList britishSpellings(const QString &name);
 // The name `word` stands for when it is a British spelling, else `word`.
 QString americanSpelling(const QString &word);
+
+// The parser's error, an unknown option with the closest known one
+// ("did you mean --black?").
+QString parseErrorText(const QCommandLineParser &parser);

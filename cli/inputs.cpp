@@ -80,7 +80,7 @@ std::vector<FileJob> batchJobs(const QStringList &inputs, const BatchTarget &tar
     std::vector<FileJob> jobs;
     for (const QString &input : inputs) {
         if (isStandardStream(input))
-            refuse(QStringLiteral("standard input ('-') takes one OUTPUT, not -o"));
+            refuse(QStringLiteral("standard input ('-') takes one OUTPUT, not -o or --name"));
         // A folder without -r fails when it is read, like any unreadable
         // file, and the others are still drawn.
         if (!recursive || !QFileInfo(input).isDir()) {

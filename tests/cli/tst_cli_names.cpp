@@ -33,7 +33,7 @@ private slots:
     void patternWouldOverwriteInput();
     void badPatterns_data();
     void badPatterns();
-    void recursiveNeedsFolder();
+    void recursiveOrStdinNeedFolder();
     void dryRunWritesNothing();
     void quietShortOption();
 
@@ -206,9 +206,11 @@ void CliNamesTest::badPatterns()
     expectRefusal({"pen", "--name", pattern, "beach at dusk.png", "-o", "out"}, message);
 }
 
-void CliNamesTest::recursiveNeedsFolder()
+void CliNamesTest::recursiveOrStdinNeedFolder()
 {
     expectRefusal({"pen", "--name", "{stem}-pen.{ext}", "-r", "trip"}, "-r needs -o DIR");
+    expectRefusal({"pen", "--name", "{stem}-pen.{ext}", "-"},
+                  "standard input ('-') takes one OUTPUT, not -o or --name");
 }
 
 void CliNamesTest::dryRunWritesNothing()

@@ -115,7 +115,7 @@ void CliNamesTest::suffixInPatternChoosesFormat()
             "--format png and --name '{stem}.jpg' choose different formats");
 }
 
-// The issue of one folder for every effect: each effect's drawings keep
+// One folder for every effect: each effect's drawings keep
 // their own names.
 void CliNamesTest::penAndPencilInOneFolder()
 {

@@ -51,7 +51,7 @@ bool prepare(const CommandLine &commandLine, Console &console, Report &report)
                               .arg(commandLine.reportPath, error));
         return false;
     }
-    return true;
+    return savePreset(commandLine, console);
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include "effect.h"
 #include "filejob.h"
 #include "pngwriter.h"
+#include "settingsfiles.h"
 
 #include <QByteArray>
 #include <QString>
@@ -33,6 +34,7 @@ struct CommandLine
     bool timings = false;
     bool skipExisting = false;
     bool autoOrient = false;
+    SettingsFiles settingsFiles;
 };
 
 struct ParseOutcome

@@ -90,6 +90,9 @@ void CliUsageTest::helpListsEffectsAndOptions()
                               "--threshold <N>",
                               "--brush <N>",
                               "--transparent",
+                              "--auto-levels",
+                              "--palette <FILE>",
+                              "--save-palette <FILE>",
                               "0..255 (default 150)",
                               "1..10 (default 6)"};
     for (const char *text : expected)
@@ -119,7 +122,9 @@ void CliUsageTest::helpDocumentsEveryOption()
                                 "--auto-orient           Turn each picture upright",
                                 "--report <FILE>         Write a JSON record of every file",
                                 "--quiet                 No progress line",
-                                "--timings               Print the read, effect and write times"};
+                                "--timings               Print the read, effect and write times",
+                                "--preset <FILE>         Take the effect's settings from <FILE>",
+                                "--save-preset <FILE>    Write the run's settings to <FILE>"};
     for (const char *text : documented)
         QVERIFY2(options.contains(QLatin1String(text)), text);
     // Only these and Qt's own --help, --help-all and --version.

@@ -48,7 +48,7 @@ bool readEntries(const QByteArray &bytes, std::vector<Entry> *entries, PresetPro
             raw.remove(0, 3);
         if (raw.contains('\0'))
             return fail(problem, number, QStringLiteral("a zero byte: not a text file"));
-        QStringDecoder decoder(QStringDecoder::Utf8);
+        QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
         QString line = decoder(raw);
         if (decoder.hasError())
             return fail(problem, number, QStringLiteral("not UTF-8 text"));

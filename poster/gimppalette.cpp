@@ -85,7 +85,7 @@ bool parseGimpPalette(const QByteArray &bytes, QList<PaletteColour> *colours,
             raw.remove(0, 3);
         if (raw.contains('\0'))
             return fail(problem, number, QStringLiteral("a zero byte: not a text file"));
-        QStringDecoder decoder(QStringDecoder::Utf8);
+        QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
         const QString line = QString(decoder(raw)).trimmed();
         if (decoder.hasError())
             return fail(problem, number, QStringLiteral("not UTF-8 text"));

@@ -43,7 +43,8 @@ QString statusName(FileOutcome::Status status)
 }
 
 // The settings the file was drawn with: with --auto-levels, the levels
-// chosen for it (null when it was not drawn).
+// chosen for it (null when it was not drawn), and "auto-levels": true; with
+// --palette, the number of its colours.
 QJsonObject settingsObject(const CommandLine &commandLine, const FileOutcome &outcome)
 {
     const EffectValues &values = commandLine.values;
@@ -61,8 +62,8 @@ QJsonObject settingsObject(const CommandLine &commandLine, const FileOutcome &ou
     }
     if (commandLine.effect->contourLayer)
         settings.insert(QStringLiteral("contours"), values.contours);
-    if (commandLine.effect->toneLevels)
-        settings.insert(QStringLiteral("auto-levels"), autoLevels);
+    if (autoLevels)
+        settings.insert(QStringLiteral("auto-levels"), true);
     if (commandLine.effect->paletteColours && !values.palette.isEmpty())
         settings.insert(QStringLiteral("palette-colours"), int(values.palette.size()));
     return settings;

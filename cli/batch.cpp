@@ -51,7 +51,7 @@ bool prepare(const CommandLine &commandLine, Console &console, Report &report)
     // After the report: on standard error, the notes go out as its lines.
     for (const QString &note : commandLine.notes)
         console.error(note);
-    return true;
+    return savePreset(commandLine, console);
 }
 
 // --dry-run: one line a file on standard output, as the run would go.

@@ -65,6 +65,14 @@ _kestrova_cli()
             COMPREPLY=($(compgen -W 'fast small' -- "$cur"))
             return
             ;;
+        --preset | --save-preset)
+            _filedir
+            return
+            ;;
+        --palette | --save-palette)
+            _filedir gpl
+            return
+            ;;
     esac
     # Any other value is a number: nothing to offer.
     [[ $valued == *" $prev "* ]] && return

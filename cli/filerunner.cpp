@@ -75,7 +75,7 @@ void FileRunner::process(const FileJob &job, int slot, FileOutcome &outcome)
     QElapsedTimer clock;
     clock.start();
     QString error;
-    const QImage drawing = draw(picture, slot, &error);
+    const QImage drawing = draw(picture, slot, &error, &outcome.choices);
     if (drawing.isNull()) {
         outcome.error = QStringLiteral("cannot draw %1: %2").arg(inputName(job.input), error);
         return;
@@ -83,6 +83,11 @@ void FileRunner::process(const FileJob &job, int slot, FileOutcome &outcome)
     outcome.effectMs = millisecondsSince(clock);
     // Only the drawing is needed from here on.
     picture = QImage();
+    if (!savePalette(m_commandLine, outcome.choices.palette,
+                     QFileInfo(job.input).completeBaseName(), &error)) {
+        outcome.error = error;
+        return;
+    }
     clock.restart();
     if (!write(drawing, job, slot, &error)) {
         throwIfStopped();
@@ -96,7 +101,8 @@ void FileRunner::process(const FileJob &job, int slot, FileOutcome &outcome)
                                 .arg(job.input)
                                 .arg(qint64(outcome.readMs))
                                 .arg(qint64(outcome.effectMs))
-                                .arg(qint64(outcome.writeMs)));
+                                .arg(qint64(outcome.writeMs))
+                        + choicesText(*m_commandLine.effect, outcome.choices));
 }
 
 QImage FileRunner::read(const FileJob &job, int slot, FileOutcome &outcome)
@@ -137,15 +143,18 @@ QImage FileRunner::read(const FileJob &job, int slot, FileOutcome &outcome)
 // A null drawing is the effect's answer for some pictures and settings: the
 // effect says why, or the warnings Qt gave meanwhile (an allocation that
 // failed) do.
-QImage FileRunner::draw(const QImage &picture, int slot, QString *error)
+QImage FileRunner::draw(const QImage &picture, int slot, QString *error, DrawingChoices *choices)
 {
     m_console.setStage(slot, Console::Edges);
     WarningCapture capture;
     QImage drawing;
     QString problem;
     try {
-        drawing = makeDrawing(*m_commandLine.effect, picture, m_commandLine.values,
-                              stageProgress(slot, false), stageProgress(slot, true), &problem);
+        // The files drawn at once each tell their own choices.
+        EffectValues values = m_commandLine.values;
+        values.choices = choices;
+        drawing = makeDrawing(*m_commandLine.effect, picture, values, stageProgress(slot, false),
+                              stageProgress(slot, true), &problem);
     } catch (const std::bad_alloc &) {
         *error = QStringLiteral("not enough memory");
         return {};

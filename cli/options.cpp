@@ -44,6 +44,8 @@ QString settingsHelp(const Effect &effect)
     if (effect.transparentLines)
         text += optionLine(QStringLiteral("--") + Transparent,
                            QStringLiteral("black lines on a transparent layer (PNG only)"));
+    for (const auto &line : effectOptionsHelp(effect))
+        text += optionLine(line.first, line.second);
     return text;
 }
 
@@ -181,6 +183,7 @@ void addOptions(QCommandLineParser &parser)
              QStringLiteral("Print the read, effect and write times of every file.")},
     });
     addOutputOptions(parser);
+    addSettingsFileOptions(parser);
     QSet<QString> known;
     for (const Effect &effect : effects()) {
         for (const EffectSetting &setting : effect.settings) {
@@ -281,13 +284,14 @@ EffectValues effectValues(const QCommandLineParser &parser, const Effect &effect
                        .arg(QLatin1String(effect.name), Transparent,
                             effectNames([](const Effect &other) { return other.transparentLines; },
                                         QStringLiteral(" and "))));
-    EffectValues values = effect.defaults();
+    EffectValues values = presetValues(parser, effect);
     for (const EffectSetting &setting : effect.settings) {
         const QString name = QLatin1String(setting.name);
         if (parser.isSet(name))
             values.numbers[name] = integerValue(parser, name, setting.minimum, setting.maximum);
     }
-    values.contours = !parser.isSet(NoContour);
+    if (parser.isSet(NoContour))
+        values.contours = false;
     return values;
 }
 
@@ -455,6 +459,7 @@ CommandLine checkedCommandLine(const QCommandLineParser &parser)
     line.transparent = parser.isSet(Transparent);
     if (line.transparent)
         refuseTransparentJpeg(line.jobs);
+    applySettingsFileOptions(parser, line);
     // Last, once every check has seen the whole batch: every machine that
     // shares it refuses the same command lines, whatever its part holds.
     if (parser.isSet(QStringLiteral("shard"))) {

@@ -4,6 +4,7 @@
 #include "filejob.h"
 #include "picturesize.h"
 #include "pngwriter.h"
+#include "settingsfiles.h"
 
 #include <QByteArray>
 #include <QString>
@@ -44,6 +45,7 @@ struct CommandLine
     bool timings = false;
     bool skipExisting = false;
     bool autoOrient = false;
+    SettingsFiles settingsFiles;
 };
 
 struct ParseOutcome

@@ -26,6 +26,8 @@ struct FileOutcome
     double readMs = -1;
     double effectMs = -1;
     double writeMs = -1;
+    // What the drawing chose for itself.
+    DrawingChoices choices;
 };
 
 // The counts the summary line gives.

@@ -45,7 +45,8 @@ QImage makeDrawing(const Effect &effect, const QImage &picture, const EffectValu
     QString ignored;
     QImage drawing = effect.draw(picture, edges.get(), values, random, effectProgress,
                                  problem ? problem : &ignored);
-    if (effect.photoColours && !drawing.isNull())
+    // A palette's colours are the file's, not the photograph's.
+    if (effect.photoColours && values.palette.isEmpty() && !drawing.isNull())
         drawing.setColorSpace(picture.colorSpace());
     return drawing;
 }

@@ -136,6 +136,8 @@ void CliMessagesTest::effectHelp_data()
                             "      --white <N>            white level, 0..255 (default %3)\n"
                             "      --transparent          black lines on a transparent layer "
                             "(PNG only)\n"
+                            "      --auto-levels          choose the black and white levels "
+                            "from each picture\n"
                             "\n"
                             "The options for every effect: kestrova-cli --help\n";
 }

@@ -90,6 +90,9 @@ void CliUsageTest::helpListsEffectsAndOptions()
                               "--threshold <N>",
                               "--brush <N>",
                               "--transparent",
+                              "--auto-levels",
+                              "--palette <FILE>",
+                              "--save-palette <FILE>",
                               "0..255 (default 150)",
                               "1..10 (default 6)"};
     for (const char *text : expected)
@@ -124,7 +127,9 @@ void CliUsageTest::helpDocumentsEveryOption()
                                 "--size <SIZE>           Scale each photo before drawing it",
                                 "--dpi <N>               The resolution every drawing carries",
                                 "--dry-run               Print what each input would be drawn "
-                                "to"};
+                                "to",
+                                "--preset <FILE>         Take the effect's settings from <FILE>",
+                                "--save-preset <FILE>    Write the run's settings to <FILE>"};
     for (const char *text : documented)
         QVERIFY2(options.contains(QLatin1String(text)), text);
     // Only these and Qt's own --help, --help-all and --version.

@@ -58,7 +58,7 @@ _kestrova_cli()
             return
             ;;
         --format)
-            COMPREPLY=($(compgen -W 'png jpg svg' -- "$cur"))
+            COMPREPLY=($(compgen -W 'png jpg webp tif svg' -- "$cur"))
             return
             ;;
         --svg-curves)
@@ -67,6 +67,14 @@ _kestrova_cli()
             ;;
         --png-level)
             COMPREPLY=($(compgen -W 'fast small' -- "$cur"))
+            return
+            ;;
+        --preset | --save-preset)
+            _filedir
+            return
+            ;;
+        --palette | --save-palette)
+            _filedir gpl
             return
             ;;
     esac

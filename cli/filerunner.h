@@ -21,7 +21,7 @@ public:
 private:
     void process(const FileJob &job, int slot, FileOutcome &outcome);
     QImage read(const FileJob &job, int slot, FileOutcome &outcome);
-    QImage draw(const QImage &picture, int slot, QString *error);
+    QImage draw(const QImage &picture, int slot, QString *error, DrawingChoices *choices);
     bool write(const QImage &drawing, const FileJob &job, int slot, QString *error);
     // The SVG path, in svgrunner.cpp: the effect's layers, traced, written as
     // text through the same temporary file.

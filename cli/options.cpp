@@ -2,11 +2,14 @@
 
 #include "imagefiles.h"
 #include "inputs.h"
+#include "outputoptions.h"
 #include "shard.h"
+#include "suggestions.h"
 #include "svgoptions.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
+#include <QFileInfo>
 #include <QSet>
 #include <QThread>
 
@@ -24,6 +27,32 @@ QString optionLine(const QString &syntax, const QString &description)
     return QStringLiteral("      %1 %2\n").arg(syntax, -22).arg(description);
 }
 
+// One effect's settings, each with its range and default.
+QString settingsHelp(const Effect &effect)
+{
+    QString text;
+    for (const EffectSetting &setting : effect.settings) {
+        text += optionLine(QStringLiteral("--%1 <N>").arg(QLatin1String(setting.name)),
+                           QStringLiteral("%1, %2..%3 (default %4)")
+                                   .arg(QLatin1String(setting.help))
+                                   .arg(setting.minimum)
+                                   .arg(setting.maximum)
+                                   .arg(setting.defaultValue));
+    }
+    if (effect.contourLayer)
+        text += optionLine(QStringLiteral("--") + NoContour,
+                           QStringLiteral("leave the contours out"));
+    if (effect.transparentLines)
+        text += optionLine(QStringLiteral("--") + Transparent,
+                           QStringLiteral("black lines on a transparent layer (PNG only)"));
+    for (const auto &line : effectOptionsHelp(effect))
+        text += optionLine(line.first, line.second);
+    text += QStringLiteral("      %1: %2\n")
+                    .arg(effect.layers ? QStringLiteral("SVG") : QStringLiteral("No SVG"),
+                         QLatin1String(effect.vectorForm));
+    return text;
+}
+
 QString effectsHelp()
 {
     QString text = QStringLiteral("Effects and their options:\n");
@@ -31,25 +60,26 @@ QString effectsHelp()
         text += QStringLiteral("  %1 %2\n")
                         .arg(QLatin1String(effect.name), -8)
                         .arg(QLatin1String(effect.description));
-        for (const EffectSetting &setting : effect.settings) {
-            text += optionLine(QStringLiteral("--%1 <N>").arg(QLatin1String(setting.name)),
-                               QStringLiteral("%1, %2..%3 (default %4)")
-                                       .arg(QLatin1String(setting.help))
-                                       .arg(setting.minimum)
-                                       .arg(setting.maximum)
-                                       .arg(setting.defaultValue));
-        }
-        if (effect.contourLayer)
-            text += optionLine(QStringLiteral("--") + NoContour,
-                               QStringLiteral("leave the contours out"));
-        if (effect.transparentLines)
-            text += optionLine(QStringLiteral("--") + Transparent,
-                               QStringLiteral("black lines on a transparent layer (PNG only)"));
-        text += QStringLiteral("      %1: %2\n")
-                        .arg(effect.layers ? QStringLiteral("SVG") : QStringLiteral("No SVG"),
-                             QLatin1String(effect.vectorForm));
+        text += settingsHelp(effect);
     }
     return text;
+}
+
+// kestrova-cli EFFECT --help
+QString effectHelp(const Effect &effect)
+{
+    const QString name = QLatin1String(effect.name);
+    return QStringLiteral("Usage: %1 %2 [options] INPUT OUTPUT\n"
+                          "       %1 %2 [options] INPUT... -o DIR\n"
+                          "\n"
+                          "%2: %3\n"
+                          "\n"
+                          "Settings:\n")
+                   .arg(QCoreApplication::applicationName(), name,
+                        QLatin1String(effect.description))
+            + settingsHelp(effect)
+            + QStringLiteral("\nThe options for every effect: %1 --help\n")
+                      .arg(QCoreApplication::applicationName());
 }
 
 // The names of the effects that `chosen` keeps, in the table's order and
@@ -75,25 +105,28 @@ QString effectNames()
 
 QString description()
 {
-    return QStringLiteral(
-                   "Turns photographs into drawings.\n"
-                   "\n"
-                   "  kestrova-cli EFFECT [options] INPUT OUTPUT\n"
-                   "  kestrova-cli EFFECT [options] INPUT... -o DIR\n"
-                   "  kestrova-cli EFFECT [options] -r FOLDER... -o DIR\n"
-                   "\n"
-                   "The suffix of OUTPUT chooses its format: .png, .jpg, .jpeg or .svg. With\n"
-                   "-o, each drawing is written to DIR/<input name without suffix>.<format>;\n"
-                   "with -r, the pictures in a FOLDER keep their place in its tree:\n"
-                   "FOLDER/trip/beach.jpg is drawn to DIR/trip/beach.<format>.\n"
-                   "INPUT - reads the picture from standard input; OUTPUT - writes the\n"
-                   "drawing to standard output, in the --format given (png by default).\n"
-                   "Ctrl-C or SIGTERM stops a run: the files in progress are abandoned and\n"
-                   "no partial file is left; --skip-existing then finishes the batch.\n"
-                   "Exit status: 0 when every drawing was written or skipped, 1 when any\n"
-                   "file failed, 2 for a usage error, 130 or 143 when stopped by SIGINT or\n"
-                   "SIGTERM.\n"
-                   "\n")
+    return QStringLiteral("Turns photographs into drawings.\n"
+                          "\n"
+                          "  kestrova-cli EFFECT [options] INPUT OUTPUT\n"
+                          "  kestrova-cli EFFECT [options] INPUT... -o DIR\n"
+                          "  kestrova-cli EFFECT [options] -r FOLDER... -o DIR\n"
+                          "\n"
+                          "The suffix of OUTPUT chooses its format:\n"
+                          "%1.\n"
+                          "With -o, each drawing is written to DIR/<input name without\n"
+                          "suffix>.<format>\n"
+                          "(or as --name says; --name alone writes it beside its photo);\n"
+                          "with -r, the pictures in a FOLDER keep their place in its tree:\n"
+                          "FOLDER/trip/beach.jpg is drawn to DIR/trip/beach.<format>.\n"
+                          "INPUT - reads the picture from standard input; OUTPUT - writes the\n"
+                          "drawing to standard output, in the --format given (png by default).\n"
+                          "Ctrl-C or SIGTERM stops a run: the files in progress are abandoned and\n"
+                          "no partial file is left; --skip-existing then finishes the batch.\n"
+                          "Exit status: 0 when every drawing was written or skipped, 1 when any\n"
+                          "file failed, 2 for a usage error, 130 or 143 when stopped by SIGINT or\n"
+                          "SIGTERM.\n"
+                          "\n")
+                   .arg(writtenSuffixesText())
             + effectsHelp().chopped(1);
 }
 
@@ -110,10 +143,12 @@ void addOptions(QCommandLineParser &parser)
                      + QStringLiteral("; hidden files and folders left out), in the same tree "
                                       "under <DIR>.")},
             {QStringLiteral("format"),
-             QStringLiteral("Format of the drawings with -o or OUTPUT -, png, jpg or svg "
-                            "(default png)."),
+             QStringLiteral("Format of the drawings with -o or OUTPUT -, %1 (default png).")
+                     .arg(formatNamesText()),
              QStringLiteral("FORMAT")},
-            {QStringLiteral("quality"), QStringLiteral("JPEG quality, 0..100 (default 100)."),
+            {QStringLiteral("quality"),
+             QStringLiteral("JPEG and WebP quality, 0..100 (default 100; WebP is lossless at "
+                            "100)."),
              QStringLiteral("N")},
             {QStringLiteral("png-level"),
              QStringLiteral("PNG compression: fast, or small for smaller files in two to three "
@@ -146,11 +181,13 @@ void addOptions(QCommandLineParser &parser)
                             "input, output, effect, settings, status, error, size and the "
                             "read, effect and write times."),
              QStringLiteral("FILE")},
-            {QStringLiteral("quiet"),
+            {{QStringLiteral("q"), QStringLiteral("quiet")},
              QStringLiteral("No progress line, and no summary at the end of a batch.")},
             {QStringLiteral("timings"),
              QStringLiteral("Print the read, effect and write times of every file.")},
     });
+    addOutputOptions(parser);
+    addSettingsFileOptions(parser);
     QSet<QString> known;
     for (const Effect &effect : effects()) {
         for (const EffectSetting &setting : effect.settings) {
@@ -158,7 +195,8 @@ void addOptions(QCommandLineParser &parser)
             if (known.contains(name))
                 continue;
             known.insert(name);
-            QCommandLineOption hidden(name, QLatin1String(setting.help), QStringLiteral("N"));
+            QCommandLineOption hidden(QStringList {name} + britishSpellings(name),
+                                      QLatin1String(setting.help), QStringLiteral("N"));
             hidden.setFlags(QCommandLineOption::HiddenFromHelp);
             parser.addOption(hidden);
         }
@@ -188,19 +226,48 @@ int integerValue(const QCommandLineParser &parser, const QString &name, int mini
     return value;
 }
 
+// An effect by its name, or its British spelling ("colour").
+const Effect *effectNamed(const QString &name)
+{
+    const Effect *effect = findEffect(name);
+    return effect ? effect : findEffect(americanSpelling(name));
+}
+
+QStringList allEffectNames()
+{
+    QStringList names;
+    for (const Effect &known : effects())
+        names << QLatin1String(known.name);
+    return names;
+}
+
 const Effect &chosenEffect(const QStringList &positional)
 {
     if (positional.isEmpty())
         refuse(QStringLiteral("no effect given"));
-    const Effect *effect = findEffect(positional.first());
+    const Effect *effect = effectNamed(positional.first());
     if (!effect) {
-        QStringList names;
-        for (const Effect &known : effects())
-            names << QLatin1String(known.name);
+        const QStringList names = allEffectNames();
+        const QString closest = closestWord(positional.first(), names);
+        if (!closest.isEmpty())
+            refuse(QStringLiteral("unknown effect '%1' (did you mean %2?)")
+                           .arg(positional.first(), closest));
         refuse(QStringLiteral("unknown effect '%1' (choose %2)")
                        .arg(positional.first(), names.join(QStringLiteral(", "))));
     }
     return *effect;
+}
+
+// "pen pencil in.png -o d": one run draws one effect, and a file named like
+// an effect is rare enough to be taken for a slip.
+void refuseSecondEffect(const QStringList &positional)
+{
+    for (const QString &argument : positional.mid(1)) {
+        if (effectNamed(argument) && !QFileInfo::exists(argument))
+            refuse(QStringLiteral("'%1' is an effect, not a file: a run draws one effect; run "
+                                  "%2 once for each")
+                           .arg(argument, QCoreApplication::applicationName()));
+    }
 }
 
 EffectValues effectValues(const QCommandLineParser &parser, const Effect &effect)
@@ -222,13 +289,14 @@ EffectValues effectValues(const QCommandLineParser &parser, const Effect &effect
                        .arg(QLatin1String(effect.name), Transparent,
                             effectNames([](const Effect &other) { return other.transparentLines; },
                                         QStringLiteral(" and "))));
-    EffectValues values = effect.defaults();
+    EffectValues values = presetValues(parser, effect);
     for (const EffectSetting &setting : effect.settings) {
         const QString name = QLatin1String(setting.name);
         if (parser.isSet(name))
             values.numbers[name] = integerValue(parser, name, setting.minimum, setting.maximum);
     }
-    values.contours = !parser.isSet(NoContour);
+    if (parser.isSet(NoContour))
+        values.contours = false;
     return values;
 }
 
@@ -237,10 +305,33 @@ QByteArray batchFormat(const QCommandLineParser &parser, QString *suffix)
     const QString name = parser.isSet(QStringLiteral("format"))
             ? parser.value(QStringLiteral("format")).toLower()
             : QStringLiteral("png");
-    *suffix = name == QLatin1String("jpeg") ? QStringLiteral("jpg") : name;
-    const QByteArray format = formatForPath(QStringLiteral("drawing.") + *suffix);
+    const QByteArray format = formatForPath(QStringLiteral("drawing.") + name);
     if (format.isEmpty())
-        refuse(QStringLiteral("--format must be png, jpg or svg, not '%1'").arg(name));
+        refuse(QStringLiteral("--format must be %1, not '%2'").arg(formatNamesText(), name));
+    *suffix = writtenFormat(format)->suffixes.first();
+    return format;
+}
+
+// A pattern without {ext} gives its names their suffix, and so the format.
+QByteArray patternFormat(const QCommandLineParser &parser, const NamePattern &pattern,
+                         const QString &effect, QString *suffix)
+{
+    if (pattern.usesExt())
+        return batchFormat(parser, suffix);
+    const QString example = pattern.expand(QStringLiteral("photo"), effect, QString());
+    const QByteArray format = formatForPath(example);
+    if (format.isEmpty())
+        refuse(QStringLiteral("--name '%1' gives names like '%2', whose suffix names no format "
+                              "written: end it in {ext}, %3")
+                       .arg(pattern.text, example, writtenSuffixesText()));
+    *suffix = QFileInfo(example).suffix();
+    if (parser.isSet(QStringLiteral("format"))) {
+        QString chosen;
+        if (batchFormat(parser, &chosen) != format)
+            refuse(QStringLiteral("--format %1 and --name '%2' choose different formats: "
+                                  "end the name in {ext}")
+                           .arg(parser.value(QStringLiteral("format")), pattern.text));
+    }
     return format;
 }
 
@@ -259,10 +350,8 @@ QByteArray singleFormat(const QCommandLineParser &parser, const QString &output)
                               "chooses the format"));
     const QByteArray format = formatForPath(output);
     if (format.isEmpty())
-        refuse(QStringLiteral(
-                       "cannot tell the format of '%1' from its suffix: use .png, .jpg, .jpeg "
-                       "or .svg")
-                       .arg(output));
+        refuse(QStringLiteral("cannot tell the format of '%1' from its suffix: use %2")
+                       .arg(output, writtenSuffixesText()));
     return format;
 }
 
@@ -280,14 +369,22 @@ std::vector<FileJob> singleJob(const QCommandLineParser &parser, const QStringLi
 }
 
 std::vector<FileJob> batchJobs(const QCommandLineParser &parser, const QStringList &positional,
-                               QStringList *notes)
+                               const Effect &effect, QStringList *notes)
 {
     if (positional.size() < 2)
         refuse(QStringLiteral("no INPUT given"));
+    const bool recursive = parser.isSet(QStringLiteral("r"));
     BatchTarget target;
     target.folder = parser.value(QStringLiteral("o"));
-    target.format = batchFormat(parser, &target.suffix);
-    return batchJobs(positional.mid(1), target, parser.isSet(QStringLiteral("r")), notes);
+    if (recursive && target.folder.isEmpty())
+        refuse(QStringLiteral("-r needs -o DIR"));
+    target.effect = QLatin1String(effect.name);
+    if (parser.isSet(QStringLiteral("name"))) {
+        target.name.text = parser.value(QStringLiteral("name"));
+        target.name.check();
+    }
+    target.format = patternFormat(parser, target.name, target.effect, &target.suffix);
+    return batchJobs(positional.mid(1), target, recursive, notes);
 }
 
 PngLevel pngLevel(const QCommandLineParser &parser)
@@ -308,9 +405,30 @@ void refuseTransparentJpeg(const std::vector<FileJob> &jobs)
         if (job.format == "svg")
             refuse(QStringLiteral("--transparent writes PNG only: an SVG's ink is transparent "
                                   "already"));
-        if (job.format != "png")
+        if (job.format == "jpeg")
             refuse(QStringLiteral("--transparent writes PNG only: JPEG has no transparency"));
+        if (job.format != "png")
+            refuse(QStringLiteral("--transparent writes PNG only"));
     }
+}
+
+// One warning for each encoding option that no drawing of the run takes.
+void warnUnusedEncodings(const QCommandLineParser &parser, CommandLine &line)
+{
+    bool quality = false;
+    bool pngLevel = false;
+    for (const FileJob &job : line.jobs) {
+        quality = quality || writtenFormat(job.format)->takesQuality;
+        pngLevel = pngLevel || job.format == "png";
+    }
+    const QString format
+            = line.jobs.empty() ? QString() : writtenFormat(line.jobs.front().format)->label;
+    if (parser.isSet(QStringLiteral("quality")) && !quality)
+        line.notes
+                << QStringLiteral("warning: --quality does not apply to %1: ignored").arg(format);
+    if (parser.isSet(QStringLiteral("png-level")) && !pngLevel)
+        line.notes << QStringLiteral("warning: --png-level applies to PNG only, not %1: ignored")
+                              .arg(format);
 }
 
 // Qt's help text, with the program's name in the usage line however it was
@@ -330,26 +448,33 @@ CommandLine checkedCommandLine(const QCommandLineParser &parser)
     const QStringList positional = parser.positionalArguments();
     CommandLine line;
     line.effect = &chosenEffect(positional);
+    refuseSecondEffect(positional);
     line.values = effectValues(parser, *line.effect);
-    const bool batch = parser.isSet(QStringLiteral("o"));
-    if (batch)
-        line.outputDir = parser.value(QStringLiteral("o"));
+    // --name without -o writes each drawing beside its photo.
+    const bool batch = parser.isSet(QStringLiteral("o")) || parser.isSet(QStringLiteral("name"));
+    line.outputDir = parser.value(QStringLiteral("o"));
+    line.batch = batch;
     line.reportPath = parser.value(QStringLiteral("report"));
-    line.jobs = batch ? batchJobs(parser, positional, &line.notes) : singleJob(parser, positional);
+    line.jobs = batch ? batchJobs(parser, positional, *line.effect, &line.notes)
+                      : singleJob(parser, positional);
+    checkOutputFolders(line.jobs, batch);
     checkOutputs(line.jobs, line.reportPath);
     if (parser.isSet(QStringLiteral("quality")))
         line.quality = integerValue(parser, QStringLiteral("quality"), 0, 100);
     line.pngLevel = pngLevel(parser);
+    readOutputOptions(parser, line);
+    warnUnusedEncodings(parser, line);
     line.transparent = parser.isSet(Transparent);
     if (line.transparent)
         refuseTransparentJpeg(line.jobs);
-    line.vector = svgSettings(parser, *line.effect, line.jobs);
+    line.vector = svgSettings(parser, *line.effect, line.jobs, &line.notes);
+    applySettingsFileOptions(parser, line);
     // Last, once every check has seen the whole batch: every machine that
     // shares it refuses the same command lines, whatever its part holds.
     if (parser.isSet(QStringLiteral("shard"))) {
         const Shard shard = parseShard(parser.value(QStringLiteral("shard")));
         if (!batch)
-            refuse(QStringLiteral("--shard applies with -o only"));
+            refuse(QStringLiteral("--shard applies with -o or --name only"));
         line.jobs = jobsOfShard(line.jobs, shard);
     }
     const int cores = qMax(1, QThread::idealThreadCount());
@@ -388,7 +513,7 @@ ParseOutcome parseCommandLine(const QStringList &arguments)
                                  QStringLiteral("[OUTPUT]"));
     ParseOutcome outcome;
     if (!parser.parse(arguments)) {
-        outcome.text = parser.errorText();
+        outcome.text = parseErrorText(parser);
         return outcome;
     }
     if (parser.isSet(version)) {
@@ -399,7 +524,9 @@ ParseOutcome parseCommandLine(const QStringList &arguments)
         parser.process(arguments); // prints the help with Qt's own options and exits
     if (parser.isSet(help)) {
         outcome.kind = ParseOutcome::Help;
-        outcome.text = helpText(parser);
+        const QStringList positional = parser.positionalArguments();
+        const Effect *effect = positional.isEmpty() ? nullptr : effectNamed(positional.first());
+        outcome.text = effect ? effectHelp(*effect) : helpText(parser);
         return outcome;
     }
     try {

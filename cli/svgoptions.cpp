@@ -1,5 +1,7 @@
 #include "svgoptions.h"
 
+#include "writtenformats.h"
+
 #include <QStringList>
 
 namespace {
@@ -63,7 +65,7 @@ void addSvgOptions(QCommandLineParser &parser)
 }
 
 VectorSettings svgSettings(const QCommandLineParser &parser, const Effect &effect,
-                           const std::vector<FileJob> &jobs)
+                           const std::vector<FileJob> &jobs, QStringList *notes)
 {
     bool svg = false;
     for (const FileJob &job : jobs)
@@ -71,9 +73,12 @@ VectorSettings svgSettings(const QCommandLineParser &parser, const Effect &effec
     if (svg && !effect.layers)
         refuse(QStringLiteral("the %1 effect cannot write SVG: %2")
                        .arg(QLatin1String(effect.name), QLatin1String(effect.vectorForm)));
+    // Like the other options of one format, they are ignored with a warning
+    // by a run that writes none.
     for (const QString &name : {Threshold, Curves, Tolerance, MinArea}) {
-        if (!svg && parser.isSet(name))
-            refuse(QStringLiteral("--%1 applies to SVG output only").arg(name));
+        if (!svg && parser.isSet(name) && !jobs.empty())
+            notes->append(QStringLiteral("warning: --%1 applies to SVG only, not %2: ignored")
+                                  .arg(name, writtenFormat(jobs.front().format)->label));
     }
     VectorSettings settings;
     settings.minArea = DefaultMinArea;

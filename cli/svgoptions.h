@@ -5,6 +5,7 @@
 #include "filejob.h"
 
 #include <QCommandLineParser>
+#include <QStringList>
 
 #include <vector>
 
@@ -12,8 +13,8 @@
 // and --svg-min-area.
 void addSvgOptions(QCommandLineParser &parser);
 
-// The SVG settings the command line asks for. Refuses them when no job
-// writes SVG, and refuses SVG for an effect that has no outlines, saying
-// why from the table of effects.
+// The SVG settings the command line asks for. When no job writes SVG, each
+// one given adds a warning to `notes`; SVG for an effect that has no
+// outlines is refused, saying why from the table of effects.
 VectorSettings svgSettings(const QCommandLineParser &parser, const Effect &effect,
-                           const std::vector<FileJob> &jobs);
+                           const std::vector<FileJob> &jobs, QStringList *notes);

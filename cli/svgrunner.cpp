@@ -12,11 +12,17 @@
 #include "svgdocument.h"
 
 #include <QElapsedTimer>
+#include <QFileInfo>
 
 #include <new>
 
 void FileRunner::processSvg(QImage &picture, const FileJob &job, int slot, FileOutcome &outcome)
 {
+    // --dpi gives the file's resolution as it gives a picture's.
+    const int dotsPerMetre = qRound(m_commandLine.dpi / 0.0254);
+    const SvgResolution resolution = m_commandLine.dpi > 0
+            ? SvgResolution {dotsPerMetre, dotsPerMetre}
+            : SvgResolution {picture.dotsPerMeterX(), picture.dotsPerMeterY()};
     QElapsedTimer clock;
     clock.start();
     m_console.setStage(slot, Console::Edges);
@@ -24,7 +30,9 @@ void FileRunner::processSvg(QImage &picture, const FileJob &job, int slot, FileO
     VectorLayers layers;
     QString problem;
     try {
-        layers = makeVectorLayers(*m_commandLine.effect, picture, m_commandLine.values,
+        EffectValues values = m_commandLine.values;
+        values.choices = &outcome.choices;
+        layers = makeVectorLayers(*m_commandLine.effect, picture, values,
                                   stageProgress(slot, false), stageProgress(slot, true), &problem);
     } catch (const std::bad_alloc &) {
         outcome.error
@@ -41,8 +49,10 @@ void FileRunner::processSvg(QImage &picture, const FileJob &job, int slot, FileO
         return;
     }
     outcome.effectMs = double(clock.nsecsElapsed()) / 1e6;
-    const SvgResolution resolution {picture.dotsPerMeterX(), picture.dotsPerMeterY()};
     picture = QImage();
+    if (!savePalette(m_commandLine, outcome.choices.palette,
+                     QFileInfo(job.input).completeBaseName(), &outcome.error))
+        return;
     clock.restart();
     throwIfStopped();
     m_console.setStage(slot, Console::Writing);

@@ -2,6 +2,8 @@
 
 #include "edgemap.h"
 
+#include <QColorSpace>
+
 #include <memory>
 
 const EffectSetting *Effect::setting(const QString &settingName) const
@@ -52,8 +54,12 @@ QImage makeDrawing(const Effect &effect, const QImage &picture, const EffectValu
     const std::unique_ptr<unsigned char[]> edges = edgesFor(effect, picture, edgeProgress);
     RandomSequence random;
     QString ignored;
-    return effect.draw(picture, edges.get(), values, random, effectProgress,
-                       problem ? problem : &ignored);
+    QImage drawing = effect.draw(picture, edges.get(), values, random, effectProgress,
+                                 problem ? problem : &ignored);
+    // A palette's colours are the file's, not the photograph's.
+    if (effect.photoColours && values.palette.isEmpty() && !drawing.isNull())
+        drawing.setColorSpace(picture.colorSpace());
+    return drawing;
 }
 
 VectorLayers makeVectorLayers(const Effect &effect, const QImage &picture,

@@ -2,6 +2,7 @@
 // manual and the tests use. The defaults come from the effects' settings
 // records, which the window's sliders start at too.
 
+#include "autolevels.h"
 #include "effect.h"
 #include "effectrecords.h"
 
@@ -28,22 +29,52 @@ QString noLevel(const ColourSketchSettings &colour)
             .arg(colour.brush);
 }
 
+// Tells the caller the levels chosen for this picture.
+void tellLevels(const EffectValues &values, const ToneLevels &levels)
+{
+    if (!values.choices)
+        return;
+    values.choices->numbers.insert(QStringLiteral("black"), levels.black);
+    values.choices->numbers.insert(QStringLiteral("white"), levels.white);
+}
+
+// The pen's settings, with its levels chosen from the picture when asked.
+PenSettings penLevels(const QImage &picture, const unsigned char *edges, const EffectValues &values)
+{
+    PenSettings pen = penSettings(values);
+    if (values.autoLevels) {
+        const ToneLevels levels = chooseToneLevels(
+                inverseEdgeHistogram(edges, qint64(picture.width()) * picture.height()));
+        pen.black = levels.black;
+        pen.white = levels.white;
+        tellLevels(values, levels);
+    }
+    return pen;
+}
+
 QImage drawPen(const QImage &picture, const unsigned char *edges, const EffectValues &values,
                RandomSequence &, const Progress &progress, QString *)
 {
-    return pensketch(picture, edges, penSettings(values), progress);
+    return pensketch(picture, edges, penLevels(picture, edges, values), progress);
 }
 
 QImage drawPencil(const QImage &picture, const unsigned char *edges, const EffectValues &values,
                   RandomSequence &random, const Progress &progress, QString *)
 {
-    return pencilSketch(picture, edges, pencilSettings(values), random, progress);
+    if (!values.autoLevels)
+        return pencilSketch(picture, edges, pencilSettings(values), random, progress);
+    ToneLevels levels;
+    const QImage drawing = pencilSketchAutoLevels(picture, edges, pencilSettings(values), random,
+                                                  progress, &levels);
+    tellLevels(values, levels);
+    return drawing;
 }
 
 QImage drawPoster(const QImage &picture, const unsigned char *edges, const EffectValues &values,
                   RandomSequence &random, const Progress &progress, QString *)
 {
-    return posterSketch(picture, edges, posterSettings(values), random, progress);
+    return posterSketch(picture, edges, posterSettings(values), random, progress, nullptr,
+                        values.choices ? &values.choices->palette : nullptr);
 }
 
 QImage drawColour(const QImage &picture, const unsigned char *, const EffectValues &values,
@@ -62,7 +93,7 @@ VectorLayers penLayers(const QImage &picture, const unsigned char *edges,
 {
     VectorLayers layers;
     layers.size = picture.size();
-    layers.ink = pensketch(picture, edges, penSettings(values), progress);
+    layers.ink = pensketch(picture, edges, penLevels(picture, edges, values), progress);
     return layers;
 }
 
@@ -75,7 +106,8 @@ VectorLayers posterLayers(const QImage &picture, const unsigned char *edges,
     poster.contours.on = false;
     VectorLayers layers;
     layers.size = picture.size();
-    layers.fills = posterSketch(picture, edges, poster, random, progress);
+    layers.fills = posterSketch(picture, edges, poster, random, progress, nullptr,
+                                values.choices ? &values.choices->palette : nullptr);
     if (contours.on && !layers.fills.isNull())
         layers.ink = contourLayer(picture.size(), edges, contours.black, contours.white);
     return layers;
@@ -104,6 +136,7 @@ Effect penEffect()
     effect.needsEdges = true;
     effect.greyDrawing = true;
     effect.transparentLines = true;
+    effect.toneLevels = true;
     effect.draw = drawPen;
     effect.layers = penLayers;
     effect.vectorForm = "the ink as black shapes";
@@ -126,6 +159,7 @@ Effect pencilEffect()
     effect.needsEdges = true;
     effect.greyDrawing = true;
     effect.transparentLines = true;
+    effect.toneLevels = true;
     effect.draw = drawPencil;
     effect.vectorForm = "its hatching is a texture of three-pixel strokes that no outline "
                         "improves on; write PNG";
@@ -144,6 +178,8 @@ Effect posterEffect()
             = withContourLevels({{"colors", "Colors", 2, 30, poster.colours, "number of colours"}});
     effect.contourLayer = true;
     effect.needsEdges = true;
+    effect.photoColours = true;
+    effect.paletteColours = true;
     effect.draw = drawPoster;
     effect.layers = posterLayers;
     effect.vectorForm = "a shape per region of one colour, and the contours as black shapes "
@@ -161,6 +197,7 @@ Effect colourEffect()
     effect.settings = {{"threshold", "Color threshold", 0, 99, colour.threshold,
                         "colour distance up to which regions merge"},
                        {"brush", "Brushstroke size", 0, 500, colour.brush, "brushstroke size"}};
+    effect.photoColours = true;
     effect.draw = drawColour;
     effect.layers = colourLayers;
     effect.vectorForm = "a shape per region of the last level, traced at the working size "

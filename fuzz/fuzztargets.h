@@ -24,3 +24,8 @@ void fuzzEffects(const uint8_t *data, size_t size);
 // leave no gap and move no pixel further than the tolerance; and written
 // as SVG.
 void fuzzTrace(const uint8_t *data, size_t size);
+
+// The bytes as a settings file and as a GIMP palette: what the readers
+// accept, the writers give back to the same values and bytes, and the
+// palette paints a small picture in its own colours only.
+void fuzzSettingsFiles(const uint8_t *data, size_t size);

@@ -158,7 +158,7 @@ void CliPipelineTest::refusedCommandLines_data()
             << QStringLiteral("--format applies with -o or OUTPUT - only");
     QTest::newRow("unknown --format for stdout")
             << QStringList {"pen", "--format", "gif", "in.png", "-"}
-            << QStringLiteral("--format must be png, jpg or svg, not 'gif'");
+            << QStringLiteral("--format must be png, jpg, webp, tif or svg, not 'gif'");
 }
 
 void CliPipelineTest::refusedCommandLines()

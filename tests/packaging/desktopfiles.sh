@@ -33,8 +33,8 @@ grep -q "<release version=\"$version\" date=\"$date\">" "$metainfo" \
     || fail "the metainfo has no release $version of $date"
 grep -q '<image>.*</image>' "$metainfo" || fail "the metainfo has no screenshot"
 
-# Changes not yet released gather under "## Unreleased" at the top.
-newest=$(awk '/^## / && $0 != "## Unreleased" { print; exit }' "$changelog")
+# What is not released yet gathers under "## Unreleased" above it.
+newest=$(grep '^## ' "$changelog" | grep -v -m1 '^## Unreleased$')
 [ "$newest" = "## $version ($date)" ] \
     || fail "the newest CHANGELOG entry is '$newest', not '## $version ($date)'"
 

@@ -7,6 +7,10 @@
 #include "svgsupport.h"
 
 #include <QDir>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -60,6 +64,11 @@ private slots:
     void sameFileOnAnyThreads();
     void pencilRefusesSvg();
     void svgOptionsOutsideSvg();
+    void optionsSvgIgnores();
+    void namesDryRunAndReport();
+    void resolutionFromDpi();
+    void autoLevelsAsGiven();
+    void savedPaletteAsForPng();
     void fullDiskLeavesNothing();
     void unwritableFolder();
     void stopLeavesNothing();
@@ -226,6 +235,104 @@ void CliSvgTest::svgOptionsOutsideSvg()
     CLI_EXPECT_EXIT(tolerance, 2);
     QVERIFY2(tolerance.err.contains(QLatin1String("--svg-tolerance must be a number from 0 to 1")),
              qPrintable(tolerance.err));
+}
+
+// --quality and --png-level, like the SVG options with PNG, give one
+// warning each.
+void CliSvgTest::optionsSvgIgnores()
+{
+    const RunResult result
+            = runCli({QStringLiteral("pen"), QStringLiteral("--quality"), QStringLiteral("80"),
+                      QStringLiteral("--png-level"), QStringLiteral("small"),
+                      QStringLiteral("input.png"), QStringLiteral("ignores.svg")},
+                     m_dir.path());
+    CLI_EXPECT_EXIT(result, 0);
+    QCOMPARE(result.err,
+             QStringLiteral("kestrova-cli: warning: --quality does not apply to SVG: ignored\n"
+                            "kestrova-cli: warning: --png-level applies to PNG only, not SVG: "
+                            "ignored\n"));
+}
+
+// A name pattern's {ext} is svg with --format svg; --dry-run lists the
+// drawing and writes nothing; the report has its record.
+void CliSvgTest::namesDryRunAndReport()
+{
+    const QStringList arguments = {QStringLiteral("poster"),
+                                   QStringLiteral("--name"),
+                                   QStringLiteral("{stem}-{effect}.{ext}"),
+                                   QStringLiteral("--format"),
+                                   QStringLiteral("svg"),
+                                   QStringLiteral("input.png"),
+                                   QStringLiteral("-o"),
+                                   QStringLiteral("named")};
+    const RunResult dry
+            = runCli(arguments + QStringList {QStringLiteral("--dry-run")}, m_dir.path());
+    CLI_EXPECT_EXIT(dry, 0);
+    QCOMPARE(dry.out, QStringLiteral("'input.png' -> 'named/input-poster.svg'\n"));
+    QVERIFY(!QFileInfo::exists(m_dir.filePath(QStringLiteral("named"))));
+    const RunResult run = runCli(
+            arguments + QStringList {QStringLiteral("--report"), QStringLiteral("named.json")},
+            m_dir.path());
+    CLI_EXPECT_EXIT(run, 0);
+    QCOMPARE(folderEntries(m_dir.filePath(QStringLiteral("named"))),
+             QStringList {QStringLiteral("input-poster.svg")});
+    QCOMPARE(xmllintProblem(fileBytes(m_dir.filePath(QStringLiteral("named/input-poster.svg")))),
+             QString());
+    const QJsonArray records
+            = QJsonDocument::fromJson(fileBytes(m_dir.filePath(QStringLiteral("named.json"))))
+                      .array();
+    QCOMPARE(records.size(), 1);
+    const QJsonObject record = records.at(0).toObject();
+    QCOMPARE(record.value(QLatin1String("output")).toString(),
+             QStringLiteral("named/input-poster.svg"));
+    QCOMPARE(record.value(QLatin1String("status")).toString(), QStringLiteral("written"));
+}
+
+// --dpi gives the file's size in millimetres: 90 x 60 pixels at 254 dots
+// per inch are 9 x 6 mm.
+void CliSvgTest::resolutionFromDpi()
+{
+    const QString svg = m_dir.filePath(QStringLiteral("dpi.svg"));
+    CLI_EXPECT_EXIT(runCli({QStringLiteral("pen"), QStringLiteral("--dpi"), QStringLiteral("254"),
+                            m_input, svg}),
+                    0);
+    const QByteArray text = fileBytes(svg);
+    QVERIFY2(text.contains("width=\"9.00mm\" height=\"6.00mm\" viewBox=\"0 0 90 60\""),
+             text.left(300).constData());
+}
+
+// The levels --auto-levels chooses, given as --black and --white, give the
+// same file.
+void CliSvgTest::autoLevelsAsGiven()
+{
+    const QString chosen = m_dir.filePath(QStringLiteral("auto.svg"));
+    const RunResult result = runCli({QStringLiteral("pen"), QStringLiteral("--auto-levels"),
+                                     QStringLiteral("--timings"), m_input, chosen});
+    CLI_EXPECT_EXIT(result, 0);
+    const QRegularExpressionMatch levels
+            = QRegularExpression(QStringLiteral("black (\\d+), white (\\d+)")).match(result.err);
+    QVERIFY2(levels.hasMatch(), qPrintable(result.err));
+    const QString given = m_dir.filePath(QStringLiteral("given.svg"));
+    CLI_EXPECT_EXIT(runCli({QStringLiteral("pen"), QStringLiteral("--black"), levels.captured(1),
+                            QStringLiteral("--white"), levels.captured(2), m_input, given}),
+                    0);
+    QVERIFY(fileBytes(chosen) == fileBytes(given));
+}
+
+// --save-palette writes the poster's colours whichever format it goes to.
+void CliSvgTest::savedPaletteAsForPng()
+{
+    for (const char *suffix : {"svg", "png"}) {
+        CLI_EXPECT_EXIT(runCli({QStringLiteral("poster"), QStringLiteral("--save-palette"),
+                                QStringLiteral("palette-%1.gpl").arg(QLatin1String(suffix)),
+                                QStringLiteral("input.png"),
+                                QStringLiteral("palette.%1").arg(QLatin1String(suffix))},
+                               m_dir.path()),
+                        0);
+    }
+    const QByteArray palette = fileBytes(m_dir.filePath(QStringLiteral("palette-svg.gpl")));
+    QVERIFY(palette.startsWith("GIMP Palette\n"));
+    QVERIFY(palette == fileBytes(m_dir.filePath(QStringLiteral("palette-png.gpl"))));
 }
 
 void CliSvgTest::fullDiskLeavesNothing()

@@ -169,9 +169,14 @@ py::array drawPicture(const std::string &effectName, const py::handle &picture, 
     {
         const py::gil_scoped_release released;
         const ThreadBudget threadsForThisDrawing(budget);
-        const QImage working = toWorkingFormat(view.image);
+        QImage working = toWorkingFormat(view.image);
         if (working.isNull())
             throw std::bad_alloc();
+        // Qt reads a picture without alpha as RGB32, and some effects tell
+        // the two formats apart: an RGB array is drawn as such a file is.
+        // Opaque ARGB32 pixels are RGB32 pixels bit for bit.
+        if (view.image.format() == QImage::Format_RGB888)
+            working.reinterpretAsFormat(QImage::Format_RGB32);
         drawing = makeDrawing(effect, working, values, reporter.progress(), reporter.progress(),
                               &problem);
         if (!drawing.isNull()) {
@@ -179,11 +184,11 @@ py::array drawPicture(const std::string &effectName, const py::handle &picture, 
             packDrawing(drawing, channels);
         }
     }
-    if (drawing.isNull()) {
-        if (problem.isEmpty())
-            problem = QStringLiteral("the %1 effect made no picture")
-                              .arg(QLatin1String(effect.name));
+    // The effects say why they make no picture of a picture; one that says
+    // nothing could not have its buffers.
+    if (drawing.isNull() && problem.isEmpty())
+        throw std::bad_alloc();
+    if (drawing.isNull())
         throw py::value_error(text(problem));
-    }
     return drawingArray(std::move(drawing), channels);
 }

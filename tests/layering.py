@@ -19,6 +19,7 @@ FLOORS = {
     "effects": ["poster", "segment", "sketch"],
     "app": ["effects"],
     "cli": ["effects", "png"],
+    "python": ["effects", "png"],
     "docs": ["effects"],
     "fuzz": ["effects", "png"],
     "benchmarks": ["app", "effects", "png"],

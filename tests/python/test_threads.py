@@ -1,0 +1,46 @@
+"""The drawing's threads never change it, and Python threads draw at once."""
+
+import threading
+
+import numpy
+import pytest
+
+import kestrova
+from conftest import gradient_picture
+
+EFFECTS = [effect.name for effect in kestrova.effects()]
+
+
+@pytest.mark.parametrize("name", EFFECTS)
+def test_every_thread_budget_gives_the_same_drawing(name):
+    picture = gradient_picture(300, 400, 3)
+    one = kestrova.draw(name, picture, threads=1)
+    for threads in (2, 3, 8):
+        assert numpy.array_equal(kestrova.draw(name, picture, threads=threads), one), threads
+
+
+def test_four_python_threads_draw_at_once():
+    pictures = [gradient_picture(200, 260, 3, seed=seed) for seed in range(4)]
+    expected = {(name, index): kestrova.draw(name, picture, threads=1)
+                for name in EFFECTS for index, picture in enumerate(pictures)}
+    results = {}
+    errors = []
+    start = threading.Barrier(4)
+
+    def work(index):
+        try:
+            start.wait()
+            for name in EFFECTS:
+                for _ in range(2):
+                    results[(name, index)] = kestrova.draw(name, pictures[index], threads=2)
+        except BaseException as error:  # noqa: B902 - reported below
+            errors.append(error)
+
+    threads = [threading.Thread(target=work, args=(index,)) for index in range(4)]
+    for thread in threads:
+        thread.start()
+    for thread in threads:
+        thread.join()
+    assert not errors
+    for key, drawing in expected.items():
+        assert numpy.array_equal(results[key], drawing), key

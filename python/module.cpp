@@ -36,6 +36,7 @@ py::list effectRecords()
         record["description"] = effect.description;
         record["settings"] = settings;
         record["contour_layer"] = effect.contourLayer;
+        record["needs_edges"] = effect.needsEdges;
         record["grey_drawing"] = effect.greyDrawing;
         record["transparent_lines"] = effect.transparentLines;
         record["notes"] = effect.notes ? py::str(effect.notes) : py::object(py::none());

@@ -46,6 +46,7 @@ class Effect:
     description: str
     settings: Tuple[Setting, ...]
     contour_layer: bool
+    needs_edges: bool
     grey_drawing: bool
     transparent_lines: bool
     notes: Optional[str]

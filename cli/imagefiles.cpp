@@ -4,16 +4,9 @@
 #include "standarderror.h"
 #include "standardio.h"
 #include "stop.h"
-#include "workingformat.h"
 
 #include <QBuffer>
-#include <QFile>
 #include <QFileInfo>
-#include <QImageReader>
-#include <QImageWriter>
-#include <QSaveFile>
-
-#include <climits>
 
 namespace {
 
@@ -22,97 +15,13 @@ QString quoted(const QString &path)
     return QLatin1Char('\'') + path + QLatin1Char('\'');
 }
 
-QImage readWith(QImageReader &reader, QString *error, QStringList *warnings)
+// Once the run is stopped, the writes that fail on purpose must not litter
+// the terminal with what libpng says of them.
+bool stoppedQuietly()
 {
-    QImage image;
-    QString reason;
-    QStringList libraryLines;
-    {
-        WarningCapture capture;
-        LibraryOutput library;
-        image = readWithinLimits(reader, &reason);
-        *warnings = capture.messages();
-        libraryLines = library.take();
-    }
-    if (image.isNull() && !reason.isEmpty()) {
-        *error = withWarnings(reason, *warnings + libraryLines);
-        warnings->clear();
-        return {};
-    }
-    if (image.isNull() || image.width() < 1 || image.height() < 1) {
-        *error = QStringLiteral("the picture is empty");
-        return {};
-    }
-    QImage working = toWorkingFormat(image);
-    if (working.isNull())
-        *error = QStringLiteral("not enough memory to convert the picture");
-    return working;
-}
-
-// PNG through the drawing writer, which also looks at the stop flag between
-// its bands.
-bool encodePng(const QImage &image, QIODevice *device, const Encoding &encoding, QString *reason)
-{
-    PngWriteOptions options;
-    options.level = encoding.pngLevel;
-    options.threads = encoding.threads;
-    options.stopped = stopRequested;
-    if (writePng(image, device, options, reason))
-        return true;
-    if (stopRequested())
-        *reason = stopText();
-    return false;
-}
-
-// Encodes `image` into `target`; gives up once the run is stopped.
-bool encode(const QImage &image, QIODevice *target, const Encoding &encoding, QString *reason)
-{
-    StoppableWriter device(target);
-    if (encoding.format == "png")
-        return encodePng(image, &device, encoding, reason);
-    QImageWriter writer(&device, encoding.format);
-    if (encoding.format == "jpeg")
-        writer.setQuality(encoding.quality);
-    WarningCapture capture;
-    if (writer.write(image))
-        return true;
-    *reason = stopRequested() ? stopText() : withWarnings(writer.errorString(), capture.messages());
-    return false;
-}
-
-// Why a write failed: the file's own error (a full disk, a size limit) when
-// there is one, it says more than the writer's. A short write records an
-// error without the system's reason; writing out the bytes still buffered
-// brings it out.
-QString writeFailure(QSaveFile &file, const QString &writerReason)
-{
-    file.flush();
-    if (file.error() != QFileDevice::NoError)
-        return file.errorString();
-    return writerReason;
-}
-
-bool writeFile(const QImage &image, const QString &path, const Encoding &encoding, QString *error)
-{
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly)) {
-        *error = file.errorString();
+    if (!stopRequested())
         return false;
-    }
-    QString reason;
-    LibraryOutput library;
-    // commit() does not notice a failure to write out the last buffered
-    // bytes: flush them first and check.
-    if (!encode(image, &file, encoding, &reason) || !file.flush()
-        || file.error() != QFileDevice::NoError) {
-        *error = withWarnings(writeFailure(file, reason), library.take());
-        file.cancelWriting();
-        return false;
-    }
-    if (!file.commit()) {
-        *error = file.errorString();
-        return false;
-    }
+    silenceLibraries();
     return true;
 }
 
@@ -123,7 +32,7 @@ bool writeToStandardOutput(const QImage &image, const Encoding &encoding, QStrin
     QByteArray bytes;
     QBuffer buffer(&bytes);
     buffer.open(QIODevice::WriteOnly);
-    return encode(image, &buffer, encoding, error) && writeStandardOutput(bytes, error);
+    return encodePicture(image, &buffer, encoding, error) && writeStandardOutput(bytes, error);
 }
 
 } // namespace
@@ -145,83 +54,28 @@ QString outputName(const QString &path)
 
 QImage readPicture(const QString &path, bool autoOrient, QString *error, QStringList *warnings)
 {
-    QImageReader reader;
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    if (isStandardStream(path)) {
-        if (!readStandardInput(&bytes, error, MaxPictureFileBytes))
-            return {};
-        if (bytes.isEmpty()) {
-            *error = QStringLiteral("nothing came in");
-            return {};
-        }
-        buffer.open(QIODevice::ReadOnly);
-        reader.setDevice(&buffer);
-    } else {
-        // Qt says "File not found" of a file it may not open: the system's
-        // reason is clearer.
+    if (!isStandardStream(path)) {
         if (QFileInfo(path).isDir()) {
             *error = QStringLiteral("it is a folder: add -r to draw the pictures in it");
             return {};
         }
-        QFile file(path);
-        if (file.exists() && !file.open(QIODevice::ReadOnly)) {
-            *error = file.errorString();
-            return {};
-        }
-        reader.setFileName(path);
+        return readPictureFile(path, autoOrient, error, warnings);
     }
-    // Only when asked: the window shows pictures as they are stored.
-    if (autoOrient)
-        reader.setAutoTransform(true);
-    return readWith(reader, error, warnings);
-}
-
-QStringList pictureSuffixes()
-{
-    return {QStringLiteral("png"), QStringLiteral("jpg"), QStringLiteral("jpeg"),
-            QStringLiteral("bmp"), QStringLiteral("tif"), QStringLiteral("tiff"),
-            QStringLiteral("gif"), QStringLiteral("webp")};
-}
-
-QStringList readableSuffixes()
-{
-    // Qt names its formats by their usual suffixes, "jpg" and "tif" included.
-    const QList<QByteArray> readable = QImageReader::supportedImageFormats();
-    QStringList suffixes;
-    for (const QString &suffix : pictureSuffixes()) {
-        if (readable.contains(suffix.toLatin1()))
-            suffixes << suffix;
-    }
-    return suffixes;
-}
-
-QByteArray formatForPath(const QString &path)
-{
-    const QString suffix = QFileInfo(path).suffix().toLower();
-    if (suffix == QLatin1String("png"))
-        return "png";
-    if (suffix == QLatin1String("jpg") || suffix == QLatin1String("jpeg"))
-        return "jpeg";
-    return {};
-}
-
-QString writeSizeProblem(QSize size, const QByteArray &format)
-{
-    // libpng reads PNG files of at most a million pixels a side unless told
-    // otherwise: a larger file would be of little use. libjpeg writes no more.
-    const int most = format == "png" ? 1000000 : format == "jpeg" ? 65500 : INT_MAX;
-    if (size.width() <= most && size.height() <= most)
+    QByteArray bytes;
+    if (!readStandardInput(&bytes, error, MaxPictureFileBytes))
         return {};
-    return QStringLiteral("a %1 file holds at most %2 pixels a side")
-            .arg(format == "png" ? QStringLiteral("PNG") : QStringLiteral("JPEG"))
-            .arg(most);
+    if (bytes.isEmpty()) {
+        *error = QStringLiteral("nothing came in");
+        return {};
+    }
+    return readPictureData(bytes, autoOrient, error, warnings);
 }
 
-bool writePicture(const QImage &image, const QString &path, const Encoding &encoding,
-                  QString *error)
+bool writePicture(const QImage &image, const QString &path, Encoding encoding, QString *error)
 {
+    encoding.stopped = stoppedQuietly;
+    encoding.stopReason = stopText;
     if (isStandardStream(path))
         return writeToStandardOutput(image, encoding, error);
-    return writeFile(image, path, encoding, error);
+    return writePictureFile(image, path, encoding, error);
 }

@@ -5,9 +5,11 @@
 // out through Console, on a copy of the descriptor taken before anything
 // else touches it. Qt's warnings reach Console through its message handler,
 // unless a WarningCapture on the same thread takes them to explain a
-// failure. What libpng and libtiff print on stderr themselves is kept in
-// memory meanwhile (LibraryOutput), for a failed file's own message.
-// Standard input and output, where pictures come and go, are standardio.h's.
+// failure; what libpng and libtiff print on stderr themselves is kept in
+// memory meanwhile (filediagnostics.h). Standard input and output, where
+// pictures come and go, are standardio.h's.
+
+#include "filediagnostics.h"
 
 #include <QElapsedTimer>
 #include <QString>
@@ -32,55 +34,6 @@ FILE *messageStream();
 void silenceLibraries();
 // Points stderr back where it was, for whatever is said at exit.
 void restoreLibraries();
-
-// libpng and libtiff print some complaints on stderr themselves, in lines
-// that name no file ("libpng error: IDAT: CRC error"). While a run lasts,
-// stderr is a buffer in memory instead: a read or a write takes in what was
-// printed meanwhile and tells it within its own file's message. The tool's
-// own messages go out through messageStream(), taken here first.
-// restoreLibraries() ends the capture.
-void captureLibraryOutput();
-
-// What the libraries printed while this lives, taken by take(). With
-// several files in flight a line may come from another file's work, so only
-// a failure should tell them.
-class LibraryOutput
-{
-public:
-    LibraryOutput();
-    ~LibraryOutput();
-    LibraryOutput(const LibraryOutput &) = delete;
-    LibraryOutput &operator=(const LibraryOutput &) = delete;
-
-    // The lines printed since this was made, the last few at most.
-    QStringList take();
-
-private:
-    qint64 m_start;
-};
-
-// Collects the warnings Qt gives on this thread while it exists, instead of
-// printing them: the image plugins explain a failure there.
-class WarningCapture
-{
-public:
-    WarningCapture();
-    ~WarningCapture();
-    WarningCapture(const WarningCapture &) = delete;
-    WarningCapture &operator=(const WarningCapture &) = delete;
-
-    const QStringList &messages() const { return m_messages; }
-
-    // Gives `message` to the capture of this thread; false when there is none.
-    static bool take(const QString &message);
-
-private:
-    QStringList m_messages;
-    QStringList *m_previous;
-};
-
-// `reason` and, in brackets, the warnings that explain it.
-QString withWarnings(const QString &reason, const QStringList &warnings);
 
 // Everything the tool prints on stderr, from any thread. When the progress
 // line is on, it stays on the terminal's last line: other messages clear it,

@@ -1,6 +1,5 @@
 #include "standardio.h"
 
-#include "standarderror.h"
 #include "stop.h"
 
 #include <cerrno>
@@ -79,25 +78,4 @@ bool writeStandardOutput(const QByteArray &bytes, QString *error)
         }
     }
     return true;
-}
-
-StoppableWriter::StoppableWriter(QIODevice *target)
-    : m_target(target)
-{
-    open(QIODevice::WriteOnly | QIODevice::Unbuffered);
-}
-
-qint64 StoppableWriter::readData(char *, qint64)
-{
-    return -1;
-}
-
-qint64 StoppableWriter::writeData(const char *data, qint64 size)
-{
-    if (stopRequested()) {
-        silenceLibraries();
-        setErrorString(stopText());
-        return -1;
-    }
-    return m_target->write(data, size);
 }

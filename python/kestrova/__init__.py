@@ -13,12 +13,13 @@ keyword argument, its hyphens written as underscores.
 """
 
 import inspect
+import os
 from dataclasses import dataclass
 from typing import Callable, List, Optional, Tuple
 
 from . import _kestrova
 
-__all__ = ["Effect", "Setting", "effects", "draw"]
+__all__ = ["Effect", "Setting", "effects", "draw", "read", "write"]
 
 
 @dataclass(frozen=True)
@@ -88,6 +89,35 @@ def draw(effect: str, picture, *, contours: bool = True, threads: Optional[int] 
     """
     return _kestrova.draw(effect, picture, contours=contours, threads=threads,
                           progress=progress, settings=settings)
+
+
+def read(path, *, auto_orient: bool = False):
+    """Reads the picture in `path` as kestrova-cli reads it, within the same
+    limits, into a new uint8 array: H x W x 3 for a picture without alpha,
+    H x W x 4 for one with alpha, H x W for a grey one with no transparent
+    pixels. auto_orient turns it upright as its EXIF orientation says.
+
+    Raises OSError (FileNotFoundError for a missing file) with the command
+    line's message; what Qt warns of while reading comes as a RuntimeWarning.
+    """
+    return _kestrova.read(os.fsdecode(os.fspath(path)), auto_orient=auto_orient)
+
+
+def write(path, drawing, *, png_level: str = "fast", transparent: bool = False,
+          quality: int = 100) -> None:
+    """Writes a uint8 array (as draw() takes a picture) to `path` as
+    kestrova-cli writes a drawing: PNG or JPEG as the suffix says, through a
+    temporary file that replaces `path` only once the whole picture is written.
+
+    png_level: "fast" or "small" (smaller files, two to three times slower).
+    transparent: a grey drawing as black lines on a transparent layer (PNG).
+    quality: JPEG quality, 0..100.
+
+    Raises ValueError for what the command line refuses and OSError when the
+    file cannot be written.
+    """
+    _kestrova.write(os.fsdecode(os.fspath(path)), drawing, png_level=png_level,
+                    transparent=transparent, quality=quality)
 
 
 def _docstring(effect: Effect) -> str:

@@ -37,7 +37,10 @@ QString effectStub(const Effect &effect)
     text += QStringLiteral("    threads: Optional[int] = None,\n"
                            "    progress: Optional[Callable[[int], object]] = None,\n"
                            ") -> Drawing:\n");
-    text += QStringLiteral("    \"\"\"%1.\n\n").arg(quoted(QLatin1String(effect.description)));
+    QString description = QLatin1String(effect.description);
+    if (!description.isEmpty())
+        description[0] = description[0].toUpper();
+    text += QStringLiteral("    \"\"\"%1.\n\n").arg(quoted(description));
     for (const EffectSetting &setting : effect.settings)
         text += QStringLiteral("    %1: %2, %3..%4 (default %5)\n")
                         .arg(keyword(setting.name), quoted(QLatin1String(setting.help)))

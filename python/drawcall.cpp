@@ -180,7 +180,8 @@ py::array drawPicture(const std::string &effectName, const py::handle &picture, 
         drawing = makeDrawing(effect, working, values, reporter.progress(), reporter.progress(),
                               &problem);
         if (!drawing.isNull()) {
-            channels = drawingChannels(drawing);
+            // A grey drawing is opaque grey throughout: no need to look.
+            channels = effect.greyDrawing ? 1 : drawingChannels(drawing);
             packDrawing(drawing, channels);
         }
     }

@@ -6,9 +6,13 @@
 
 #include <QString>
 
+#include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <mutex>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace py = pybind11;
 
@@ -104,44 +108,56 @@ int drawingChannels(const QImage &drawing)
     return 4;
 }
 
+namespace {
+
+// Writes `width` pixels of 32-bit ARGB as `channels` bytes each, R G B A
+// order; `out` may be `line` itself or lie before it.
+void packRow(const uchar *line, uchar *out, int width, int channels, bool opaque)
+{
+    for (int x = 0; x < width; ++x) {
+        QRgb pixel;
+        std::memcpy(&pixel, line + 4 * x, 4);
+        out[0] = uchar(qRed(pixel));
+        if (channels > 1) {
+            out[1] = uchar(qGreen(pixel));
+            out[2] = uchar(qBlue(pixel));
+        }
+        if (channels == 4)
+            out[3] = uchar(opaque ? 255 : qAlpha(pixel));
+        out += channels;
+    }
+}
+
+} // namespace
+
 void packDrawing(QImage &drawing, int channels)
 {
     const bool opaque = drawing.format() == QImage::Format_RGB32;
     const int width = drawing.width();
     const qsizetype lineBytes = drawing.bytesPerLine();
+    const qsizetype packedBytes = qsizetype(width) * channels;
     uchar *bits = drawing.bits();
-    if (channels == 4) {
-        // Each pixel in its own place: the rows may go in bands.
-        parallelBands(drawing.height(), rowsOf(LightBandPixels, width), [&](int first, int end) {
-            for (int y = first; y < end; ++y) {
-                uchar *line = bits + y * lineBytes;
-                for (int x = 0; x < width; ++x) {
-                    QRgb pixel;
-                    std::memcpy(&pixel, line + 4 * x, 4);
-                    line[4 * x] = uchar(qRed(pixel));
-                    line[4 * x + 1] = uchar(qGreen(pixel));
-                    line[4 * x + 2] = uchar(qBlue(pixel));
-                    line[4 * x + 3] = uchar(opaque ? 255 : qAlpha(pixel));
-                }
-            }
-        });
+    // Each band packs its rows to the start of its own rows' memory: every
+    // write lands at or before the pixel it comes from, on pixels already
+    // read, and never in another band's memory. Four bytes a pixel stay
+    // where they are.
+    std::vector<std::pair<int, int>> bands;
+    std::mutex mutex;
+    parallelBands(drawing.height(), rowsOf(LightBandPixels, width), [&](int first, int end) {
+        uchar *out = bits + first * lineBytes;
+        for (int y = first; y < end; ++y, out += packedBytes)
+            packRow(bits + y * lineBytes, out, width, channels, opaque);
+        const std::lock_guard<std::mutex> lock(mutex);
+        bands.emplace_back(first, end);
+    });
+    if (channels == 4)
         return;
-    }
-    // Fewer bytes a pixel: every write lands at or before the pixel it
-    // comes from, and on pixels already read, so one pass in order does.
-    uchar *out = bits;
-    for (int y = 0; y < drawing.height(); ++y) {
-        const uchar *line = bits + y * lineBytes;
-        for (int x = 0; x < width; ++x) {
-            QRgb pixel;
-            std::memcpy(&pixel, line + 4 * x, 4);
-            *out++ = uchar(qRed(pixel));
-            if (channels == 3) {
-                *out++ = uchar(qGreen(pixel));
-                *out++ = uchar(qBlue(pixel));
-            }
-        }
-    }
+    // Then the bands close up in order: each moves down over memory that
+    // the bands before it no longer need, never over a later band's.
+    std::sort(bands.begin(), bands.end());
+    for (const auto &[first, end] : bands)
+        std::memmove(bits + first * packedBytes, bits + first * lineBytes,
+                     size_t(end - first) * size_t(packedBytes));
 }
 
 namespace {

@@ -23,11 +23,12 @@ PictureView pictureView(const pybind11::handle &picture);
 
 // How a drawing comes back: the channels of the PNG writer's choice, one
 // for a grey opaque drawing, three for any other opaque one, else four.
+// Runs without the GIL.
 int drawingChannels(const QImage &drawing);
 
 // Rewrites `drawing` (RGB32 or ARGB32) in place as `channels` bytes a
 // pixel, R G B A order, rows packed one after the other from the start of
-// its buffer. Runs without the GIL.
+// its buffer, in bands. Runs without the GIL.
 void packDrawing(QImage &drawing, int channels);
 
 // The array over a drawing packed by packDrawing(): it takes the picture

@@ -62,6 +62,12 @@ py::array pictureBuffer(const py::handle &picture)
 PYBIND11_MODULE(_kestrova, module)
 {
     module.doc() = "Kestrova's drawing core over NumPy arrays.";
+    // pybind11 reaches NumPy's C API through a function-local static that
+    // imports NumPy on first use: made by two threads at once, one holds
+    // the static's guard waiting for the GIL and the other the GIL waiting
+    // for the guard. Made here, under the import lock, it is ready before
+    // any thread draws.
+    py::dtype::of<std::uint8_t>();
     module.def("effects", &effectRecords,
                "Every effect as a dict: name, description, settings (each a dict of name, "
                "label, minimum, maximum, default and help) and its kind.");

@@ -44,3 +44,32 @@ def test_four_python_threads_draw_at_once():
     assert not errors
     for key, drawing in expected.items():
         assert numpy.array_equal(results[key], drawing), key
+
+
+def test_threads_may_be_the_first_to_use_the_module():
+    # A fresh interpreter whose first reads, draws and writes come from
+    # several threads at once: nothing waits for anything else for ever.
+    import subprocess
+    import sys
+    script = """
+import os, sys, tempfile, threading
+import kestrova
+folder = tempfile.mkdtemp()
+start = threading.Barrier(4)
+def work(index):
+    start.wait()
+    picture = kestrova.read(sys.argv[1])
+    kestrova.write(os.path.join(folder, f"{index}.png"), kestrova.draw("pen", picture))
+threads = [threading.Thread(target=work, args=(index,)) for index in range(4)]
+for thread in threads:
+    thread.start()
+for thread in threads:
+    thread.join()
+print(len(os.listdir(folder)))
+"""
+    from conftest import DATA
+    import os
+    for _ in range(5):
+        result = subprocess.run([sys.executable, "-c", script, os.path.join(DATA, "input.png")],
+                                capture_output=True, text=True, timeout=120)
+        assert result.stdout.strip() == "4", result.stderr

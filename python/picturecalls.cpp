@@ -87,7 +87,11 @@ QtMessageHandler previousHandler = nullptr;
 
 void messageHandler(QtMsgType type, const QMessageLogContext &context, const QString &message)
 {
-    if (type == QtWarningMsg && WarningCapture::take(message))
+    // As for the command line: Qt's debug and info lines (libpng's remarks
+    // on a profile among them) are not for users.
+    if (type == QtDebugMsg || type == QtInfoMsg)
+        return;
+    if (WarningCapture::take(message))
         return;
     if (previousHandler)
         previousHandler(type, context, message);

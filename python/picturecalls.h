@@ -19,6 +19,7 @@ pybind11::array readPicture(const std::string &path, bool autoOrient);
 void writePicture(const std::string &path, const pybind11::handle &drawing,
                   const std::string &pngLevel, bool transparent, const pybind11::object &quality);
 
-// Hands Qt's warnings to the thread's WarningCapture when there is one, as
-// the command line's message handler does; others go where they went.
+// Hands Qt's warnings to the thread's WarningCapture when there is one and
+// leaves out its debug and info lines, as the command line's message
+// handler does; other messages go where they went before.
 void installMessageHandler();

@@ -158,3 +158,9 @@ def test_a_failed_write_leaves_the_earlier_file(tmp_path):
 def test_a_missing_file():
     with pytest.raises(FileNotFoundError, match="cannot read '/nonexistent/photo.jpg'"):
         kestrova.read("/nonexistent/photo.jpg")
+
+
+def test_what_qt_warns_of_while_reading_is_a_python_warning():
+    with pytest.warns(RuntimeWarning, match="jpeg-cut-at-1137.jpg': .*premature end of data"):
+        picture = kestrova.read(os.path.join(BAD, "jpeg-cut-at-1137.jpg"))
+    assert picture.ndim == 3

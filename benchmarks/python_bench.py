@@ -62,7 +62,8 @@ def overhead(path, repeat=3, names=()):
 
 
 def draw_file(source, target, effect):
-    kestrova.write(target, kestrova.draw(effect, kestrova.read(source), threads=1))
+    picture = kestrova.read(source, threads=1)
+    kestrova.write(target, kestrova.draw(effect, picture, threads=1), threads=1)
 
 
 def with_threads(sources, out, effect, threads):

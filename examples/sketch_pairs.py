@@ -70,11 +70,11 @@ class Counter:
 
 def make_pair(path, out, effect, settings):
     name = os.path.splitext(os.path.basename(path))[0] + ".png"
-    photo = kestrova.read(path, auto_orient=True)
+    photo = kestrova.read(path, auto_orient=True, threads=1)
     # One thread a photo: the photos side by side use every core.
     sketch = kestrova.draw(effect, photo, threads=1, **settings)
-    kestrova.write(os.path.join(out, "photo", name), photo)
-    kestrova.write(os.path.join(out, "sketch", name), sketch)
+    kestrova.write(os.path.join(out, "photo", name), photo, threads=1)
+    kestrova.write(os.path.join(out, "sketch", name), sketch, threads=1)
 
 
 def main():

@@ -79,21 +79,6 @@ EffectValues valuesOf(const Effect &effect, bool contours, const py::dict &setti
     return values;
 }
 
-int threadsOf(const py::object &threads)
-{
-    if (threads.is_none())
-        return threadBudget();
-    const std::string wanted = "threads must be " + rangeText(1, INT_MAX) + ", not "
-            + std::string(py::repr(threads));
-    if (!isWholeNumber(threads))
-        throw py::type_error(wanted);
-    int overflow = 0;
-    const long long number = PyLong_AsLongLongAndOverflow(threads.ptr(), &overflow);
-    if (overflow < 0 || (overflow == 0 && number < 1))
-        throw py::value_error(wanted);
-    return overflow > 0 || number > INT_MAX ? INT_MAX : int(number);
-}
-
 // The drawing's progress, run without the GIL: each value goes to the
 // caller's callable, and every few milliseconds the interpreter's signal
 // handlers run, so that Ctrl-C stops a long drawing. An exception from
@@ -150,6 +135,21 @@ private:
 };
 
 } // namespace
+
+int threadsOf(const py::object &threads)
+{
+    if (threads.is_none())
+        return threadBudget();
+    const std::string wanted = "threads must be " + rangeText(1, INT_MAX) + ", not "
+            + std::string(py::repr(threads));
+    if (!isWholeNumber(threads))
+        throw py::type_error(wanted);
+    int overflow = 0;
+    const long long number = PyLong_AsLongLongAndOverflow(threads.ptr(), &overflow);
+    if (overflow < 0 || (overflow == 0 && number < 1))
+        throw py::value_error(wanted);
+    return overflow > 0 || number > INT_MAX ? INT_MAX : int(number);
+}
 
 py::array drawPicture(const std::string &effectName, const py::handle &picture, bool contours,
                       const py::object &threads, const py::object &progress,

@@ -76,10 +76,11 @@ PYBIND11_MODULE(_kestrova, module)
                py::arg("progress") = py::none(), py::arg("settings") = py::dict(),
                "The drawing of a uint8 picture by an effect, its settings by name.");
     module.def("read", &readPicture, py::arg("path"), py::kw_only(), py::arg("auto_orient") = false,
+               py::arg("threads") = py::none(),
                "The picture in a file as a uint8 array, read as kestrova-cli reads it.");
     module.def("write", &writePicture, py::arg("path"), py::arg("drawing"), py::kw_only(),
                py::arg("png_level") = "fast", py::arg("transparent") = false,
-               py::arg("quality") = 100,
+               py::arg("quality") = 100, py::arg("threads") = py::none(),
                "Writes a uint8 array as kestrova-cli writes a drawing, through a temporary file.");
     installMessageHandler();
     module.def("_picture_buffer", &pictureBuffer, py::arg("picture"));

@@ -1,5 +1,6 @@
 #include "picturecalls.h"
 
+#include "drawcall.h"
 #include "effect.h"
 #include "filediagnostics.h"
 #include "lineart.h"
@@ -99,14 +100,16 @@ void messageHandler(QtMsgType type, const QMessageLogContext &context, const QSt
 
 } // namespace
 
-py::array readPicture(const std::string &path, bool autoOrient)
+py::array readPicture(const std::string &path, bool autoOrient, const py::object &threads)
 {
+    const int budget = threadsOf(threads);
     QImage picture;
     QString error;
     QStringList warnings;
     int channels = 0;
     {
         const py::gil_scoped_release released;
+        const ThreadBudget threadsForThisPicture(budget);
         picture = readPictureFile(pathOf(path), autoOrient, &error, &warnings);
         if (!picture.isNull()) {
             channels = readChannels(picture);
@@ -130,7 +133,7 @@ py::array readPicture(const std::string &path, bool autoOrient)
 }
 
 void writePicture(const std::string &path, const py::handle &drawing, const std::string &pngLevel,
-                  bool transparent, const py::object &quality)
+                  bool transparent, const py::object &quality, const py::object &threads)
 {
     Encoding encoding;
     encoding.format = formatForPath(pathOf(path));
@@ -139,6 +142,7 @@ void writePicture(const std::string &path, const py::handle &drawing, const std:
                               + " from its suffix: use .png, .jpg or .jpeg");
     encoding.pngLevel = pngLevelOf(pngLevel);
     encoding.quality = qualityOf(quality);
+    const int budget = threadsOf(threads);
     if (transparent && encoding.format != "png")
         throw py::value_error("transparent writes PNG only: JPEG has no transparency");
     const PictureView view = pictureView(drawing);
@@ -158,7 +162,8 @@ void writePicture(const std::string &path, const py::handle &drawing, const std:
     bool written = false;
     {
         const py::gil_scoped_release released;
-        encoding.threads = threadBudget();
+        const ThreadBudget threadsForThisDrawing(budget);
+        encoding.threads = budget;
         QImage image = drawingOf(view);
         if (transparent)
             image = lineArt(image);

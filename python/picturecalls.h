@@ -9,15 +9,17 @@
 
 // The picture in `path` as the effects see it: H x W x 3 when it has no
 // alpha channel, H x W x 4 when it has one, H x W when it is grey and
-// opaque. Raises OSError (FileNotFoundError for a missing file) with the
-// command line's message; Qt's warnings become Python warnings.
-pybind11::array readPicture(const std::string &path, bool autoOrient);
+// opaque. `threads` as for kestrova.draw(): the conversion's. Raises OSError (FileNotFoundError for
+// a missing file) with the command line's message; Qt's warnings become Python warnings.
+pybind11::array readPicture(const std::string &path, bool autoOrient,
+                            const pybind11::object &threads);
 
 // Writes `drawing` to `path` through a temporary file, in the format its
-// suffix names. Raises ValueError for settings the command line refuses and
-// OSError when the file cannot be written.
+// suffix names, on up to `threads` threads. Raises ValueError for settings the command line refuses
+// and OSError when the file cannot be written.
 void writePicture(const std::string &path, const pybind11::handle &drawing,
-                  const std::string &pngLevel, bool transparent, const pybind11::object &quality);
+                  const std::string &pngLevel, bool transparent, const pybind11::object &quality,
+                  const pybind11::object &threads);
 
 // Hands Qt's warnings to the thread's WarningCapture when there is one and
 // leaves out its debug and info lines, as the command line's message

@@ -90,7 +90,7 @@ def draw(
     progress: Optional[Callable[[int], object]] = None,
     **settings: int,
 ) -> Drawing: ...
-def read(path: str, *, auto_orient: bool = False) -> Picture: ...
+def read(path: str, *, auto_orient: bool = False, threads: Optional[int] = None) -> Picture: ...
 def write(
     path: str,
     drawing: Picture,
@@ -98,6 +98,7 @@ def write(
     png_level: str = "fast",
     transparent: bool = False,
     quality: int = 100,
+    threads: Optional[int] = None,
 ) -> None: ...
 
 )";

@@ -91,20 +91,22 @@ def draw(effect: str, picture, *, contours: bool = True, threads: Optional[int] 
                           progress=progress, settings=settings)
 
 
-def read(path, *, auto_orient: bool = False):
+def read(path, *, auto_orient: bool = False, threads: Optional[int] = None):
     """Reads the picture in `path` as kestrova-cli reads it, within the same
     limits, into a new uint8 array: H x W x 3 for a picture without alpha,
     H x W x 4 for one with alpha, H x W for a grey one with no transparent
-    pixels. auto_orient turns it upright as its EXIF orientation says.
+    pixels. auto_orient turns it upright as its EXIF orientation says;
+    threads sets the threads of the conversion (default: every core).
 
     Raises OSError (FileNotFoundError for a missing file) with the command
     line's message; what Qt warns of while reading comes as a RuntimeWarning.
     """
-    return _kestrova.read(os.fsdecode(os.fspath(path)), auto_orient=auto_orient)
+    return _kestrova.read(os.fsdecode(os.fspath(path)), auto_orient=auto_orient,
+                          threads=threads)
 
 
 def write(path, drawing, *, png_level: str = "fast", transparent: bool = False,
-          quality: int = 100) -> None:
+          quality: int = 100, threads: Optional[int] = None) -> None:
     """Writes a uint8 array (as draw() takes a picture) to `path` as
     kestrova-cli writes a drawing: PNG or JPEG as the suffix says, through a
     temporary file that replaces `path` only once the whole picture is written.
@@ -112,12 +114,14 @@ def write(path, drawing, *, png_level: str = "fast", transparent: bool = False,
     png_level: "fast" or "small" (smaller files, two to three times slower).
     transparent: a grey drawing as black lines on a transparent layer (PNG).
     quality: JPEG quality, 0..100.
+    threads: the threads of the conversion and the PNG writer (default: every
+    core).
 
     Raises ValueError for what the command line refuses and OSError when the
     file cannot be written.
     """
     _kestrova.write(os.fsdecode(os.fspath(path)), drawing, png_level=png_level,
-                    transparent=transparent, quality=quality)
+                    transparent=transparent, quality=quality, threads=threads)
 
 
 def _docstring(effect: Effect) -> str:

@@ -164,3 +164,17 @@ def test_what_qt_warns_of_while_reading_is_a_python_warning():
     with pytest.warns(RuntimeWarning, match="jpeg-cut-at-1137.jpg': .*premature end of data"):
         picture = kestrova.read(os.path.join(BAD, "jpeg-cut-at-1137.jpg"))
     assert picture.ndim == 3
+
+
+def test_threads_of_reading_and_writing(tmp_path):
+    source = os.path.join(DATA, "input.png")
+    with pytest.raises(ValueError, match="threads must be a whole number of at least 1"):
+        kestrova.read(source, threads=0)
+    picture = kestrova.read(source, threads=1)
+    assert numpy.array_equal(picture, kestrova.read(source, threads=3))
+    with pytest.raises(TypeError, match="threads must be a whole number of at least 1"):
+        kestrova.write(tmp_path / "drawing.png", picture, threads="2")
+    for threads in (1, 2, 3):
+        kestrova.write(tmp_path / f"{threads}.png", kestrova.pen(picture), threads=threads)
+    assert (tmp_path / "1.png").read_bytes() == (tmp_path / "3.png").read_bytes()
+    assert (tmp_path / "2.png").read_bytes() == (tmp_path / "3.png").read_bytes()

@@ -73,3 +73,27 @@ print(len(os.listdir(folder)))
         result = subprocess.run([sys.executable, "-c", script, os.path.join(DATA, "input.png")],
                                 capture_output=True, text=True, timeout=120)
         assert result.stdout.strip() == "4", result.stderr
+
+
+def test_python_runs_while_a_drawing_does():
+    picture = gradient_picture(1200, 1600, 3)
+    state = [0]
+    counting = threading.Event()
+    done = threading.Event()
+
+    def count():
+        counting.set()
+        while not done.is_set():
+            state[0] += 1
+
+    counter = threading.Thread(target=count)
+    counter.start()
+    counting.wait()
+    start = state[0]
+    kestrova.pencil(picture, threads=1)
+    # Read before this thread lets the GIL go again: had the drawing held
+    # it, the count could not have moved meanwhile.
+    end = state[0]
+    done.set()
+    counter.join()
+    assert end - start > 10000

@@ -140,15 +140,17 @@ int threadsOf(const py::object &threads)
 {
     if (threads.is_none())
         return threadBudget();
-    const std::string wanted = "threads must be " + rangeText(1, INT_MAX) + ", not "
+    // As many as kestrova-cli's --threads takes.
+    constexpr int MostThreads = 1024;
+    const std::string wanted = "threads must be " + rangeText(1, MostThreads) + ", not "
             + std::string(py::repr(threads));
     if (!isWholeNumber(threads))
         throw py::type_error(wanted);
     int overflow = 0;
     const long long number = PyLong_AsLongLongAndOverflow(threads.ptr(), &overflow);
-    if (overflow < 0 || (overflow == 0 && number < 1))
+    if (overflow != 0 || number < 1 || number > MostThreads)
         throw py::value_error(wanted);
-    return overflow > 0 || number > INT_MAX ? INT_MAX : int(number);
+    return int(number);
 }
 
 py::array drawPicture(const std::string &effectName, const py::handle &picture, bool contours,

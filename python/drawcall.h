@@ -13,6 +13,7 @@ pybind11::array drawPicture(const std::string &effectName, const pybind11::handl
                             bool contours, const pybind11::object &threads,
                             const pybind11::object &progress, const pybind11::dict &settings);
 
-// The thread budget `threads` (None or a whole number of at least 1) asks
-// for: every core for None. Raises TypeError or ValueError otherwise.
+// The thread budget `threads` (None or a whole number from 1 to 1024, as
+// kestrova-cli's --threads) asks for: every core for None. Raises TypeError or ValueError
+// otherwise.
 int threadsOf(const pybind11::object &threads);

@@ -1,15 +1,17 @@
 #include "batch.h"
 
 #include "filerunner.h"
+#include "imagefiles.h"
 #include "report.h"
 #include "sidebyside.h"
 #include "standarderror.h"
 #include "stop.h"
 
-#include <QDir>
 #include <QElapsedTimer>
+#include <QFileInfo>
 
 #include <atomic>
+#include <cstdio>
 #include <unistd.h>
 
 namespace {
@@ -35,34 +37,48 @@ std::vector<FileOutcome> runJobs(const CommandLine &commandLine, int threads, Co
     return outcomes;
 }
 
-// Everything before the first file: the notes, the output folder, the
-// report. False when the run cannot start.
+// Everything before the first file: the report and the notes. False when
+// the run cannot start. The output folders are made as drawings reach them,
+// so that a run that draws nothing leaves no empty folder behind.
 bool prepare(const CommandLine &commandLine, Console &console, Report &report)
 {
-    for (const QString &note : commandLine.notes)
-        console.error(note);
-    if (!commandLine.outputDir.isEmpty() && !QDir().mkpath(commandLine.outputDir)) {
-        console.error(QStringLiteral("cannot create the folder '%1'").arg(commandLine.outputDir));
-        return false;
-    }
     QString error;
     if (!report.open(&error)) {
         console.error(QStringLiteral("cannot write the report '%1': %2")
                               .arg(commandLine.reportPath, error));
         return false;
     }
-    return true;
+    // After the report: on standard error, the notes go out as its lines.
+    for (const QString &note : commandLine.notes)
+        console.error(note);
+    return savePreset(commandLine, console);
+}
+
+// --dry-run: one line a file on standard output, as the run would go.
+int listJobs(const CommandLine &commandLine)
+{
+    for (const FileJob &job : commandLine.jobs) {
+        const bool skipped = commandLine.skipExisting && !isStandardStream(job.output)
+                && QFileInfo(job.output).isFile();
+        std::printf("%s -> %s%s\n", qPrintable(inputName(job.input)),
+                    qPrintable(outputName(job.output)), skipped ? " (exists: skipped)" : "");
+    }
+    return std::fflush(stdout) == 0 ? 0 : 1;
 }
 
 } // namespace
 
 int runBatch(const CommandLine &commandLine)
 {
+    if (commandLine.dryRun)
+        return listJobs(commandLine);
     QElapsedTimer clock;
     clock.start();
     const int total = int(commandLine.jobs.size());
     const int threads = qBound(1, commandLine.threads, qMax(1, total));
-    const bool terminal = !commandLine.quiet && isatty(STDERR_FILENO);
+    // The report on standard error leaves no room for a progress line.
+    const bool terminal = !commandLine.quiet && isatty(STDERR_FILENO)
+            && !isStandardStream(commandLine.reportPath);
     Console console(terminal, total, threads, QLatin1String(commandLine.effect->name));
     Console::installMessageHandler(&console);
     Report report(commandLine, console);
@@ -78,7 +94,7 @@ int runBatch(const CommandLine &commandLine)
         console.error(QStringLiteral("cannot write the report '%1': %2")
                               .arg(commandLine.reportPath, error));
     const Tally tally = tallyOf(outcomes);
-    const bool batch = !commandLine.outputDir.isEmpty();
+    const bool batch = commandLine.batch;
     // After a stop, the summary is what tells how far the run went.
     if (stopRequested() || (terminal && batch))
         console.print(QStringLiteral("kestrova-cli: ")

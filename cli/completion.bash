@@ -58,11 +58,19 @@ _kestrova_cli()
             return
             ;;
         --format)
-            COMPREPLY=($(compgen -W 'png jpg' -- "$cur"))
+            COMPREPLY=($(compgen -W 'png jpg webp tif' -- "$cur"))
             return
             ;;
         --png-level)
             COMPREPLY=($(compgen -W 'fast small' -- "$cur"))
+            return
+            ;;
+        --preset | --save-preset)
+            _filedir
+            return
+            ;;
+        --palette | --save-palette)
+            _filedir gpl
             return
             ;;
     esac

@@ -3,6 +3,8 @@
 #include "imagefiles.h"
 #include "lineart.h"
 #include "parallel.h"
+#include "picturelimits.h"
+#include "picturesize.h"
 #include "standarderror.h"
 #include "stop.h"
 
@@ -73,7 +75,7 @@ void FileRunner::process(const FileJob &job, int slot, FileOutcome &outcome)
     QElapsedTimer clock;
     clock.start();
     QString error;
-    const QImage drawing = draw(picture, slot, &error);
+    const QImage drawing = draw(picture, slot, &error, &outcome.choices);
     if (drawing.isNull()) {
         outcome.error = QStringLiteral("cannot draw %1: %2").arg(inputName(job.input), error);
         return;
@@ -81,6 +83,11 @@ void FileRunner::process(const FileJob &job, int slot, FileOutcome &outcome)
     outcome.effectMs = millisecondsSince(clock);
     // Only the drawing is needed from here on.
     picture = QImage();
+    if (!savePalette(m_commandLine, outcome.choices.palette,
+                     QFileInfo(job.input).completeBaseName(), &error)) {
+        outcome.error = error;
+        return;
+    }
     clock.restart();
     if (!write(drawing, job, slot, &error)) {
         throwIfStopped();
@@ -94,7 +101,8 @@ void FileRunner::process(const FileJob &job, int slot, FileOutcome &outcome)
                                 .arg(job.input)
                                 .arg(qint64(outcome.readMs))
                                 .arg(qint64(outcome.effectMs))
-                                .arg(qint64(outcome.writeMs)));
+                                .arg(qint64(outcome.writeMs))
+                        + choicesText(*m_commandLine.effect, outcome.choices));
 }
 
 QImage FileRunner::read(const FileJob &job, int slot, FileOutcome &outcome)
@@ -112,24 +120,41 @@ QImage FileRunner::read(const FileJob &job, int slot, FileOutcome &outcome)
         outcome.error = QStringLiteral("cannot read %1: %2").arg(inputName(job.input), error);
         return {};
     }
-    outcome.readMs = millisecondsSince(clock);
     outcome.size = picture.size();
     throwIfStopped();
-    return picture;
+    const QSize size = m_commandLine.size.of(picture.size());
+    const QString tooLarge = pictureSizeProblem(size);
+    if (!tooLarge.isEmpty()) {
+        outcome.error = QStringLiteral("cannot draw %1 at %2 x %3 pixels: %4")
+                                .arg(inputName(job.input))
+                                .arg(size.width())
+                                .arg(size.height())
+                                .arg(tooLarge);
+        return {};
+    }
+    const QImage resized = resizedPicture(picture, size);
+    if (resized.isNull())
+        outcome.error = QStringLiteral("cannot draw %1: not enough memory to resize it")
+                                .arg(inputName(job.input));
+    outcome.readMs = millisecondsSince(clock);
+    return resized;
 }
 
 // A null drawing is the effect's answer for some pictures and settings: the
 // effect says why, or the warnings Qt gave meanwhile (an allocation that
 // failed) do.
-QImage FileRunner::draw(const QImage &picture, int slot, QString *error)
+QImage FileRunner::draw(const QImage &picture, int slot, QString *error, DrawingChoices *choices)
 {
     m_console.setStage(slot, Console::Edges);
     WarningCapture capture;
     QImage drawing;
     QString problem;
     try {
-        drawing = makeDrawing(*m_commandLine.effect, picture, m_commandLine.values,
-                              stageProgress(slot, false), stageProgress(slot, true), &problem);
+        // The files drawn at once each tell their own choices.
+        EffectValues values = m_commandLine.values;
+        values.choices = choices;
+        drawing = makeDrawing(*m_commandLine.effect, picture, values, stageProgress(slot, false),
+                              stageProgress(slot, true), &problem);
     } catch (const std::bad_alloc &) {
         *error = QStringLiteral("not enough memory");
         return {};
@@ -155,18 +180,25 @@ bool FileRunner::write(const QImage &drawing, const FileJob &job, int slot, QStr
 {
     throwIfStopped();
     m_console.setStage(slot, Console::Writing);
-    // With -r, a drawing may go to a subfolder of DIR that is not there yet.
+    // DIR, or with -r a subfolder of it, is made by the first drawing it
+    // receives.
     const QString folder = QFileInfo(job.output).path();
-    if (!m_commandLine.outputDir.isEmpty() && !QDir().mkpath(folder)) {
+    if (m_commandLine.batch && !QDir().mkpath(folder)) {
         *error = QStringLiteral("cannot create the folder '%1'").arg(folder);
         return false;
+    }
+    QImage written = drawing;
+    if (m_commandLine.dpi > 0) {
+        const int dotsPerMetre = qRound(m_commandLine.dpi / 0.0254);
+        written.setDotsPerMeterX(dotsPerMetre);
+        written.setDotsPerMeterY(dotsPerMetre);
     }
     Encoding encoding;
     encoding.format = job.format;
     encoding.quality = m_commandLine.quality;
     encoding.pngLevel = m_commandLine.pngLevel;
     encoding.threads = m_commandLine.coreThreads;
-    return writePicture(drawing, job.output, encoding, error);
+    return writePicture(written, job.output, encoding, error);
 }
 
 // The core's progress reports are where a stopped run leaves an effect. With

@@ -21,7 +21,7 @@ public:
 private:
     void process(const FileJob &job, int slot, FileOutcome &outcome);
     QImage read(const FileJob &job, int slot, FileOutcome &outcome);
-    QImage draw(const QImage &picture, int slot, QString *error);
+    QImage draw(const QImage &picture, int slot, QString *error, DrawingChoices *choices);
     bool write(const QImage &drawing, const FileJob &job, int slot, QString *error);
     Progress stageProgress(int slot, bool drawing);
     bool skips(const FileJob &job) const;

@@ -48,11 +48,14 @@ QStringList picturesIn(const QString &folder, const QString &outputFolder)
     return found;
 }
 
-QString drawingName(const QString &relativePath, const BatchTarget &target)
+// `relativePath` lies in DIR's tree, or beside `input` without DIR.
+QString drawingName(const QString &input, const QString &relativePath, const BatchTarget &target)
 {
     const QFileInfo info(relativePath);
-    return QDir::cleanPath(target.folder + QLatin1Char('/') + info.path() + QLatin1Char('/')
-                           + info.completeBaseName() + QLatin1Char('.') + target.suffix);
+    const QString name = target.name.expand(info.completeBaseName(), target.effect, target.suffix);
+    const QString folder = target.folder.isEmpty() ? QFileInfo(input).path()
+                                                   : target.folder + QLatin1Char('/') + info.path();
+    return QDir::cleanPath(folder + QLatin1Char('/') + name);
 }
 
 // The same file however it is spelled: symbolic links and relative parts
@@ -77,22 +80,51 @@ std::vector<FileJob> batchJobs(const QStringList &inputs, const BatchTarget &tar
     std::vector<FileJob> jobs;
     for (const QString &input : inputs) {
         if (isStandardStream(input))
-            refuse(QStringLiteral("standard input ('-') takes one OUTPUT, not -o"));
+            refuse(QStringLiteral("standard input ('-') takes one OUTPUT, not -o or --name"));
         // A folder without -r fails when it is read, like any unreadable
         // file, and the others are still drawn.
         if (!recursive || !QFileInfo(input).isDir()) {
             const QString name = QFileInfo(input).fileName();
-            jobs.push_back(FileJob {input, drawingName(name, target), target.format, name});
+            jobs.push_back(FileJob {input, drawingName(input, name, target), target.format, name});
             continue;
         }
         const QStringList pictures = picturesIn(input, target.folder);
         if (pictures.isEmpty())
             *notes << QStringLiteral("no pictures in '%1'").arg(input);
-        for (const QString &picture : pictures)
-            jobs.push_back(FileJob {QDir::cleanPath(input + QLatin1Char('/') + picture),
-                                    drawingName(picture, target), target.format, picture});
+        for (const QString &picture : pictures) {
+            const QString path = QDir::cleanPath(input + QLatin1Char('/') + picture);
+            jobs.push_back(
+                    FileJob {path, drawingName(path, picture, target), target.format, picture});
+        }
     }
     return jobs;
+}
+
+void checkOutputFolders(const std::vector<FileJob> &jobs, bool batch)
+{
+    QSet<QString> seen;
+    for (const FileJob &job : jobs) {
+        if (isStandardStream(job.output))
+            continue;
+        const QString folder = QFileInfo(job.output).path();
+        if (seen.contains(folder))
+            continue;
+        seen.insert(folder);
+        if (QFileInfo(job.output).isDir())
+            refuse(QStringLiteral("cannot write '%1': it is a folder").arg(job.output));
+        QString existing = folder;
+        while (!QFileInfo::exists(existing) && QFileInfo(existing).path() != existing)
+            existing = QFileInfo(existing).path();
+        if (!QFileInfo(existing).isDir())
+            refuse(QStringLiteral("cannot write '%1': '%2' is not a folder")
+                           .arg(job.output, existing));
+        if (existing != folder && !batch)
+            refuse(QStringLiteral("cannot write '%1': the folder '%2' does not exist")
+                           .arg(job.output, folder));
+        if (!QFileInfo(existing).isWritable())
+            refuse(QStringLiteral("cannot write '%1': the folder '%2' is not writable")
+                           .arg(job.output, existing));
+    }
 }
 
 void checkOutputs(const std::vector<FileJob> &jobs, const QString &reportPath)

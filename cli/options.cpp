@@ -2,10 +2,13 @@
 
 #include "imagefiles.h"
 #include "inputs.h"
+#include "outputoptions.h"
 #include "shard.h"
+#include "suggestions.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
+#include <QFileInfo>
 #include <QSet>
 #include <QThread>
 
@@ -23,6 +26,29 @@ QString optionLine(const QString &syntax, const QString &description)
     return QStringLiteral("      %1 %2\n").arg(syntax, -22).arg(description);
 }
 
+// One effect's settings, each with its range and default.
+QString settingsHelp(const Effect &effect)
+{
+    QString text;
+    for (const EffectSetting &setting : effect.settings) {
+        text += optionLine(QStringLiteral("--%1 <N>").arg(QLatin1String(setting.name)),
+                           QStringLiteral("%1, %2..%3 (default %4)")
+                                   .arg(QLatin1String(setting.help))
+                                   .arg(setting.minimum)
+                                   .arg(setting.maximum)
+                                   .arg(setting.defaultValue));
+    }
+    if (effect.contourLayer)
+        text += optionLine(QStringLiteral("--") + NoContour,
+                           QStringLiteral("leave the contours out"));
+    if (effect.transparentLines)
+        text += optionLine(QStringLiteral("--") + Transparent,
+                           QStringLiteral("black lines on a transparent layer (PNG only)"));
+    for (const auto &line : effectOptionsHelp(effect))
+        text += optionLine(line.first, line.second);
+    return text;
+}
+
 QString effectsHelp()
 {
     QString text = QStringLiteral("Effects and their options:\n");
@@ -30,22 +56,26 @@ QString effectsHelp()
         text += QStringLiteral("  %1 %2\n")
                         .arg(QLatin1String(effect.name), -8)
                         .arg(QLatin1String(effect.description));
-        for (const EffectSetting &setting : effect.settings) {
-            text += optionLine(QStringLiteral("--%1 <N>").arg(QLatin1String(setting.name)),
-                               QStringLiteral("%1, %2..%3 (default %4)")
-                                       .arg(QLatin1String(setting.help))
-                                       .arg(setting.minimum)
-                                       .arg(setting.maximum)
-                                       .arg(setting.defaultValue));
-        }
-        if (effect.contourLayer)
-            text += optionLine(QStringLiteral("--") + NoContour,
-                               QStringLiteral("leave the contours out"));
-        if (effect.transparentLines)
-            text += optionLine(QStringLiteral("--") + Transparent,
-                               QStringLiteral("black lines on a transparent layer (PNG only)"));
+        text += settingsHelp(effect);
     }
     return text;
+}
+
+// kestrova-cli EFFECT --help
+QString effectHelp(const Effect &effect)
+{
+    const QString name = QLatin1String(effect.name);
+    return QStringLiteral("Usage: %1 %2 [options] INPUT OUTPUT\n"
+                          "       %1 %2 [options] INPUT... -o DIR\n"
+                          "\n"
+                          "%2: %3\n"
+                          "\n"
+                          "Settings:\n")
+                   .arg(QCoreApplication::applicationName(), name,
+                        QLatin1String(effect.description))
+            + settingsHelp(effect)
+            + QStringLiteral("\nThe options for every effect: %1 --help\n")
+                      .arg(QCoreApplication::applicationName());
 }
 
 // The names of the effects that `chosen` keeps, in the table's order and
@@ -77,8 +107,11 @@ QString description()
                           "  kestrova-cli EFFECT [options] INPUT... -o DIR\n"
                           "  kestrova-cli EFFECT [options] -r FOLDER... -o DIR\n"
                           "\n"
-                          "The suffix of OUTPUT chooses its format: .png, .jpg or .jpeg. With -o,\n"
-                          "each drawing is written to DIR/<input name without suffix>.<format>;\n"
+                          "The suffix of OUTPUT chooses its format:\n"
+                          "%1.\n"
+                          "With -o, each drawing is written to DIR/<input name without\n"
+                          "suffix>.<format>\n"
+                          "(or as --name says; --name alone writes it beside its photo);\n"
                           "with -r, the pictures in a FOLDER keep their place in its tree:\n"
                           "FOLDER/trip/beach.jpg is drawn to DIR/trip/beach.<format>.\n"
                           "INPUT - reads the picture from standard input; OUTPUT - writes the\n"
@@ -89,6 +122,7 @@ QString description()
                           "file failed, 2 for a usage error, 130 or 143 when stopped by SIGINT or\n"
                           "SIGTERM.\n"
                           "\n")
+                   .arg(writtenSuffixesText())
             + effectsHelp().chopped(1);
 }
 
@@ -105,10 +139,12 @@ void addOptions(QCommandLineParser &parser)
                      + QStringLiteral("; hidden files and folders left out), in the same tree "
                                       "under <DIR>.")},
             {QStringLiteral("format"),
-             QStringLiteral("Format of the drawings with -o or OUTPUT -, png or jpg "
-                            "(default png)."),
+             QStringLiteral("Format of the drawings with -o or OUTPUT -, %1 (default png).")
+                     .arg(formatNamesText()),
              QStringLiteral("FORMAT")},
-            {QStringLiteral("quality"), QStringLiteral("JPEG quality, 0..100 (default 100)."),
+            {QStringLiteral("quality"),
+             QStringLiteral("JPEG and WebP quality, 0..100 (default 100; WebP is lossless at "
+                            "100)."),
              QStringLiteral("N")},
             {QStringLiteral("png-level"),
              QStringLiteral("PNG compression: fast, or small for smaller files in two to three "
@@ -141,11 +177,13 @@ void addOptions(QCommandLineParser &parser)
                             "input, output, effect, settings, status, error, size and the "
                             "read, effect and write times."),
              QStringLiteral("FILE")},
-            {QStringLiteral("quiet"),
+            {{QStringLiteral("q"), QStringLiteral("quiet")},
              QStringLiteral("No progress line, and no summary at the end of a batch.")},
             {QStringLiteral("timings"),
              QStringLiteral("Print the read, effect and write times of every file.")},
     });
+    addOutputOptions(parser);
+    addSettingsFileOptions(parser);
     QSet<QString> known;
     for (const Effect &effect : effects()) {
         for (const EffectSetting &setting : effect.settings) {
@@ -153,7 +191,8 @@ void addOptions(QCommandLineParser &parser)
             if (known.contains(name))
                 continue;
             known.insert(name);
-            QCommandLineOption hidden(name, QLatin1String(setting.help), QStringLiteral("N"));
+            QCommandLineOption hidden(QStringList {name} + britishSpellings(name),
+                                      QLatin1String(setting.help), QStringLiteral("N"));
             hidden.setFlags(QCommandLineOption::HiddenFromHelp);
             parser.addOption(hidden);
         }
@@ -182,19 +221,48 @@ int integerValue(const QCommandLineParser &parser, const QString &name, int mini
     return value;
 }
 
+// An effect by its name, or its British spelling ("colour").
+const Effect *effectNamed(const QString &name)
+{
+    const Effect *effect = findEffect(name);
+    return effect ? effect : findEffect(americanSpelling(name));
+}
+
+QStringList allEffectNames()
+{
+    QStringList names;
+    for (const Effect &known : effects())
+        names << QLatin1String(known.name);
+    return names;
+}
+
 const Effect &chosenEffect(const QStringList &positional)
 {
     if (positional.isEmpty())
         refuse(QStringLiteral("no effect given"));
-    const Effect *effect = findEffect(positional.first());
+    const Effect *effect = effectNamed(positional.first());
     if (!effect) {
-        QStringList names;
-        for (const Effect &known : effects())
-            names << QLatin1String(known.name);
+        const QStringList names = allEffectNames();
+        const QString closest = closestWord(positional.first(), names);
+        if (!closest.isEmpty())
+            refuse(QStringLiteral("unknown effect '%1' (did you mean %2?)")
+                           .arg(positional.first(), closest));
         refuse(QStringLiteral("unknown effect '%1' (choose %2)")
                        .arg(positional.first(), names.join(QStringLiteral(", "))));
     }
     return *effect;
+}
+
+// "pen pencil in.png -o d": one run draws one effect, and a file named like
+// an effect is rare enough to be taken for a slip.
+void refuseSecondEffect(const QStringList &positional)
+{
+    for (const QString &argument : positional.mid(1)) {
+        if (effectNamed(argument) && !QFileInfo::exists(argument))
+            refuse(QStringLiteral("'%1' is an effect, not a file: a run draws one effect; run "
+                                  "%2 once for each")
+                           .arg(argument, QCoreApplication::applicationName()));
+    }
 }
 
 EffectValues effectValues(const QCommandLineParser &parser, const Effect &effect)
@@ -216,13 +284,14 @@ EffectValues effectValues(const QCommandLineParser &parser, const Effect &effect
                        .arg(QLatin1String(effect.name), Transparent,
                             effectNames([](const Effect &other) { return other.transparentLines; },
                                         QStringLiteral(" and "))));
-    EffectValues values = effect.defaults();
+    EffectValues values = presetValues(parser, effect);
     for (const EffectSetting &setting : effect.settings) {
         const QString name = QLatin1String(setting.name);
         if (parser.isSet(name))
             values.numbers[name] = integerValue(parser, name, setting.minimum, setting.maximum);
     }
-    values.contours = !parser.isSet(NoContour);
+    if (parser.isSet(NoContour))
+        values.contours = false;
     return values;
 }
 
@@ -231,10 +300,33 @@ QByteArray batchFormat(const QCommandLineParser &parser, QString *suffix)
     const QString name = parser.isSet(QStringLiteral("format"))
             ? parser.value(QStringLiteral("format")).toLower()
             : QStringLiteral("png");
-    *suffix = name == QLatin1String("jpeg") ? QStringLiteral("jpg") : name;
-    const QByteArray format = formatForPath(QStringLiteral("drawing.") + *suffix);
+    const QByteArray format = formatForPath(QStringLiteral("drawing.") + name);
     if (format.isEmpty())
-        refuse(QStringLiteral("--format must be png or jpg, not '%1'").arg(name));
+        refuse(QStringLiteral("--format must be %1, not '%2'").arg(formatNamesText(), name));
+    *suffix = writtenFormat(format)->suffixes.first();
+    return format;
+}
+
+// A pattern without {ext} gives its names their suffix, and so the format.
+QByteArray patternFormat(const QCommandLineParser &parser, const NamePattern &pattern,
+                         const QString &effect, QString *suffix)
+{
+    if (pattern.usesExt())
+        return batchFormat(parser, suffix);
+    const QString example = pattern.expand(QStringLiteral("photo"), effect, QString());
+    const QByteArray format = formatForPath(example);
+    if (format.isEmpty())
+        refuse(QStringLiteral("--name '%1' gives names like '%2', whose suffix names no format "
+                              "written: end it in {ext}, %3")
+                       .arg(pattern.text, example, writtenSuffixesText()));
+    *suffix = QFileInfo(example).suffix();
+    if (parser.isSet(QStringLiteral("format"))) {
+        QString chosen;
+        if (batchFormat(parser, &chosen) != format)
+            refuse(QStringLiteral("--format %1 and --name '%2' choose different formats: "
+                                  "end the name in {ext}")
+                           .arg(parser.value(QStringLiteral("format")), pattern.text));
+    }
     return format;
 }
 
@@ -253,9 +345,8 @@ QByteArray singleFormat(const QCommandLineParser &parser, const QString &output)
                               "chooses the format"));
     const QByteArray format = formatForPath(output);
     if (format.isEmpty())
-        refuse(QStringLiteral(
-                       "cannot tell the format of '%1' from its suffix: use .png, .jpg or .jpeg")
-                       .arg(output));
+        refuse(QStringLiteral("cannot tell the format of '%1' from its suffix: use %2")
+                       .arg(output, writtenSuffixesText()));
     return format;
 }
 
@@ -273,14 +364,22 @@ std::vector<FileJob> singleJob(const QCommandLineParser &parser, const QStringLi
 }
 
 std::vector<FileJob> batchJobs(const QCommandLineParser &parser, const QStringList &positional,
-                               QStringList *notes)
+                               const Effect &effect, QStringList *notes)
 {
     if (positional.size() < 2)
         refuse(QStringLiteral("no INPUT given"));
+    const bool recursive = parser.isSet(QStringLiteral("r"));
     BatchTarget target;
     target.folder = parser.value(QStringLiteral("o"));
-    target.format = batchFormat(parser, &target.suffix);
-    return batchJobs(positional.mid(1), target, parser.isSet(QStringLiteral("r")), notes);
+    if (recursive && target.folder.isEmpty())
+        refuse(QStringLiteral("-r needs -o DIR"));
+    target.effect = QLatin1String(effect.name);
+    if (parser.isSet(QStringLiteral("name"))) {
+        target.name.text = parser.value(QStringLiteral("name"));
+        target.name.check();
+    }
+    target.format = patternFormat(parser, target.name, target.effect, &target.suffix);
+    return batchJobs(positional.mid(1), target, recursive, notes);
 }
 
 PngLevel pngLevel(const QCommandLineParser &parser)
@@ -298,9 +397,30 @@ PngLevel pngLevel(const QCommandLineParser &parser)
 void refuseTransparentJpeg(const std::vector<FileJob> &jobs)
 {
     for (const FileJob &job : jobs) {
-        if (job.format != "png")
+        if (job.format == "jpeg")
             refuse(QStringLiteral("--transparent writes PNG only: JPEG has no transparency"));
+        if (job.format != "png")
+            refuse(QStringLiteral("--transparent writes PNG only"));
     }
+}
+
+// One warning for each encoding option that no drawing of the run takes.
+void warnUnusedEncodings(const QCommandLineParser &parser, CommandLine &line)
+{
+    bool quality = false;
+    bool pngLevel = false;
+    for (const FileJob &job : line.jobs) {
+        quality = quality || writtenFormat(job.format)->takesQuality;
+        pngLevel = pngLevel || job.format == "png";
+    }
+    const QString format
+            = line.jobs.empty() ? QString() : writtenFormat(line.jobs.front().format)->label;
+    if (parser.isSet(QStringLiteral("quality")) && !quality)
+        line.notes
+                << QStringLiteral("warning: --quality does not apply to %1: ignored").arg(format);
+    if (parser.isSet(QStringLiteral("png-level")) && !pngLevel)
+        line.notes << QStringLiteral("warning: --png-level applies to PNG only, not %1: ignored")
+                              .arg(format);
 }
 
 // Qt's help text, with the program's name in the usage line however it was
@@ -320,25 +440,32 @@ CommandLine checkedCommandLine(const QCommandLineParser &parser)
     const QStringList positional = parser.positionalArguments();
     CommandLine line;
     line.effect = &chosenEffect(positional);
+    refuseSecondEffect(positional);
     line.values = effectValues(parser, *line.effect);
-    const bool batch = parser.isSet(QStringLiteral("o"));
-    if (batch)
-        line.outputDir = parser.value(QStringLiteral("o"));
+    // --name without -o writes each drawing beside its photo.
+    const bool batch = parser.isSet(QStringLiteral("o")) || parser.isSet(QStringLiteral("name"));
+    line.outputDir = parser.value(QStringLiteral("o"));
+    line.batch = batch;
     line.reportPath = parser.value(QStringLiteral("report"));
-    line.jobs = batch ? batchJobs(parser, positional, &line.notes) : singleJob(parser, positional);
+    line.jobs = batch ? batchJobs(parser, positional, *line.effect, &line.notes)
+                      : singleJob(parser, positional);
+    checkOutputFolders(line.jobs, batch);
     checkOutputs(line.jobs, line.reportPath);
     if (parser.isSet(QStringLiteral("quality")))
         line.quality = integerValue(parser, QStringLiteral("quality"), 0, 100);
     line.pngLevel = pngLevel(parser);
+    readOutputOptions(parser, line);
+    warnUnusedEncodings(parser, line);
     line.transparent = parser.isSet(Transparent);
     if (line.transparent)
         refuseTransparentJpeg(line.jobs);
+    applySettingsFileOptions(parser, line);
     // Last, once every check has seen the whole batch: every machine that
     // shares it refuses the same command lines, whatever its part holds.
     if (parser.isSet(QStringLiteral("shard"))) {
         const Shard shard = parseShard(parser.value(QStringLiteral("shard")));
         if (!batch)
-            refuse(QStringLiteral("--shard applies with -o only"));
+            refuse(QStringLiteral("--shard applies with -o or --name only"));
         line.jobs = jobsOfShard(line.jobs, shard);
     }
     const int cores = qMax(1, QThread::idealThreadCount());
@@ -377,7 +504,7 @@ ParseOutcome parseCommandLine(const QStringList &arguments)
                                  QStringLiteral("[OUTPUT]"));
     ParseOutcome outcome;
     if (!parser.parse(arguments)) {
-        outcome.text = parser.errorText();
+        outcome.text = parseErrorText(parser);
         return outcome;
     }
     if (parser.isSet(version)) {
@@ -388,7 +515,9 @@ ParseOutcome parseCommandLine(const QStringList &arguments)
         parser.process(arguments); // prints the help with Qt's own options and exits
     if (parser.isSet(help)) {
         outcome.kind = ParseOutcome::Help;
-        outcome.text = helpText(parser);
+        const QStringList positional = parser.positionalArguments();
+        const Effect *effect = positional.isEmpty() ? nullptr : effectNamed(positional.first());
+        outcome.text = effect ? effectHelp(*effect) : helpText(parser);
         return outcome;
     }
     try {

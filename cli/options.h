@@ -2,7 +2,9 @@
 
 #include "effect.h"
 #include "filejob.h"
+#include "picturesize.h"
 #include "pngwriter.h"
+#include "settingsfiles.h"
 
 #include <QByteArray>
 #include <QString>
@@ -15,12 +17,22 @@ struct CommandLine
     const Effect *effect = nullptr;
     EffectValues values;
     std::vector<FileJob> jobs;
-    // Batch mode only: the folder that receives every result.
+    // Batch mode only: the folder that receives every result; empty with
+    // --name alone, which writes each drawing beside its photo.
     QString outputDir;
+    // INPUT... with -o or --name, rather than INPUT OUTPUT.
+    bool batch = false;
     // Where the JSON report goes, "-" for stderr; empty for none.
     QString reportPath;
     // Said on stderr before the work starts (folders without pictures).
     QStringList notes;
+    // The size each photo is drawn at (--size).
+    PictureSize size;
+    // The resolution every drawing carries, in dots per inch; 0 keeps the
+    // photo's (--dpi).
+    int dpi = 0;
+    // Say what would be written, and write nothing (--dry-run).
+    bool dryRun = false;
     int quality = 100;
     PngLevel pngLevel = PngLevel::Fast;
     // Files drawn at once (-j).
@@ -33,6 +45,7 @@ struct CommandLine
     bool timings = false;
     bool skipExisting = false;
     bool autoOrient = false;
+    SettingsFiles settingsFiles;
 };
 
 struct ParseOutcome

@@ -42,13 +42,30 @@ QString statusName(FileOutcome::Status status)
     }
 }
 
-QJsonObject settingsObject(const CommandLine &commandLine)
+// The settings the file was drawn with: with --auto-levels, the levels
+// chosen for it (null when it was not drawn), and "auto-levels": true; with
+// --palette, the number of its colours.
+QJsonObject settingsObject(const CommandLine &commandLine, const FileOutcome &outcome)
 {
+    const EffectValues &values = commandLine.values;
+    const bool autoLevels = commandLine.effect->toneLevels && values.autoLevels;
     QJsonObject settings;
-    for (const EffectSetting &setting : commandLine.effect->settings)
-        settings.insert(QLatin1String(setting.name), commandLine.values.value(setting.name));
+    for (const EffectSetting &setting : commandLine.effect->settings) {
+        const QString name = QLatin1String(setting.name);
+        const bool chosen
+                = autoLevels && (name == QLatin1String("black") || name == QLatin1String("white"));
+        settings.insert(name,
+                        !chosen ? QJsonValue(values.value(setting.name))
+                                : outcome.choices.numbers.contains(name)
+                                ? QJsonValue(outcome.choices.numbers.value(name))
+                                : QJsonValue());
+    }
     if (commandLine.effect->contourLayer)
-        settings.insert(QStringLiteral("contours"), commandLine.values.contours);
+        settings.insert(QStringLiteral("contours"), values.contours);
+    if (autoLevels)
+        settings.insert(QStringLiteral("auto-levels"), true);
+    if (commandLine.effect->paletteColours && !values.palette.isEmpty())
+        settings.insert(QStringLiteral("palette-colours"), int(values.palette.size()));
     return settings;
 }
 
@@ -100,6 +117,12 @@ bool Report::open(QString *error)
         *error = m_file.errorString();
         return false;
     }
+    // On standard error, one record a line and nothing else: a reader
+    // of JSON lines takes each as it comes.
+    if (m_toConsole) {
+        m_console.setJsonLines();
+        return true;
+    }
     std::lock_guard<std::mutex> lock(m_mutex);
     writeLineLocked("[");
     return true;
@@ -126,11 +149,11 @@ bool Report::finish(QString *error)
         if (m_waiting[m_next])
             releaseLocked(record(m_next, *m_waiting[m_next]));
     }
+    if (m_toConsole)
+        return true;
     if (!m_held.isEmpty())
         writeLineLocked(m_held);
     writeLineLocked("]");
-    if (m_toConsole)
-        return true;
     if (!m_file.flush() || m_file.error() != QFileDevice::NoError) {
         *error = m_file.errorString();
         return false;
@@ -146,7 +169,7 @@ QByteArray Report::record(size_t index, const FileOutcome &outcome) const
             {"input", job.input},
             {"output", job.output},
             {"effect", QLatin1String(m_commandLine.effect->name)},
-            {"settings", settingsObject(m_commandLine)},
+            {"settings", settingsObject(m_commandLine, outcome)},
             {"status", statusName(outcome.status)},
             {"error", outcome.error.isEmpty() ? QJsonValue() : QJsonValue(outcome.error)},
             {"width", dimension(outcome.size.width(), outcome.size)},
@@ -167,6 +190,10 @@ QByteArray Report::record(size_t index, const FileOutcome &outcome) const
 
 void Report::releaseLocked(const QByteArray &record)
 {
+    if (m_toConsole) {
+        m_console.printRecord(QString::fromUtf8(record));
+        return;
+    }
     if (!m_held.isEmpty())
         writeLineLocked(m_held + ',');
     m_held = record;
@@ -174,10 +201,6 @@ void Report::releaseLocked(const QByteArray &record)
 
 void Report::writeLineLocked(const QByteArray &line)
 {
-    if (m_toConsole) {
-        m_console.print(QString::fromUtf8(line));
-        return;
-    }
     m_file.write(line + '\n');
     m_file.flush();
 }

@@ -26,6 +26,8 @@ struct FileOutcome
     double readMs = -1;
     double effectMs = -1;
     double writeMs = -1;
+    // What the drawing chose for itself.
+    DrawingChoices choices;
 };
 
 // The counts the summary line gives.
@@ -44,7 +46,9 @@ Tally tallyOf(const std::vector<FileOutcome> &outcomes);
 // `stopText` and with the files not done.
 QString summaryText(const Tally &tally, double seconds, const QString &stopText);
 
-// The JSON report: an array of one record per file, one record a line, in
+// The JSON report: an array of one record per file, one record a line (on
+// standard error, the records alone, and every message there a JSON record
+// as well: JSON lines), in
 // the order of the inputs. A record goes out as soon as every earlier one
 // has, so the report follows a long batch as it runs.
 class Report

@@ -1,5 +1,8 @@
 #include "standarderror.h"
 
+#include <QJsonDocument>
+#include <QJsonObject>
+
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -100,8 +103,24 @@ void Console::error(const QString &text)
 
 void Console::print(const QString &text)
 {
+    if (m_jsonLines) {
+        const QJsonObject record {{QStringLiteral("message"), text}};
+        printRecord(QString::fromUtf8(QJsonDocument(record).toJson(QJsonDocument::Compact)));
+        return;
+    }
     std::lock_guard<std::mutex> lock(m_mutex);
     writeLocked(text + QLatin1Char('\n'));
+}
+
+void Console::printRecord(const QString &json)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    writeLocked(json + QLatin1Char('\n'));
+}
+
+void Console::setJsonLines()
+{
+    m_jsonLines = true;
 }
 
 void Console::setStage(int slot, Stage stage)

@@ -55,6 +55,12 @@ public:
     void error(const QString &text);
     // One line as it is.
     void print(const QString &text);
+    // One line of JSON from the report, which shares the stream.
+    void printRecord(const QString &json);
+    // Every other line, from here on, goes out as a JSON record of its own,
+    // {"message": text}: a stream that carries the report then holds
+    // nothing but JSON, one value a line.
+    void setJsonLines();
 
     void setStage(int slot, Stage stage);
     // Percent of the current stage of the file in `slot`; cheap when the
@@ -86,6 +92,7 @@ private:
     std::atomic<int> m_done {0};
     std::atomic<qint64> m_lastDraw {-1000};
     bool m_lineShown = false;
+    std::atomic<bool> m_jsonLines {false};
     bool m_finished = false;
     QElapsedTimer m_clock;
     std::mutex m_mutex;

@@ -48,6 +48,9 @@ QString effectEntry(const Effect &effect)
         text += settingEntry(setting);
     if (effect.contourLayer)
         text += QStringLiteral(".TP\n.B \\-\\-no\\-contour\nLeave the outlines out.\n");
+    if (effect.photoColours)
+        text += QStringLiteral(".PP\nIts colours are the photograph's own: the drawing carries "
+                               "the photograph's\ncolour profile.\n");
     if (effect.transparentLines)
         text += QStringLiteral(".TP\n.B \\-\\-transparent\n"
                                "Black lines on a transparent layer instead of grey on white: a "

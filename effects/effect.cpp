@@ -2,6 +2,8 @@
 
 #include "edgemap.h"
 
+#include <QColorSpace>
+
 #include <memory>
 
 const EffectSetting *Effect::setting(const QString &settingName) const
@@ -41,6 +43,10 @@ QImage makeDrawing(const Effect &effect, const QImage &picture, const EffectValu
     }
     RandomSequence random;
     QString ignored;
-    return effect.draw(picture, edges.get(), values, random, effectProgress,
-                       problem ? problem : &ignored);
+    QImage drawing = effect.draw(picture, edges.get(), values, random, effectProgress,
+                                 problem ? problem : &ignored);
+    // A palette's colours are the file's, not the photograph's.
+    if (effect.photoColours && values.palette.isEmpty() && !drawing.isNull())
+        drawing.setColorSpace(picture.colorSpace());
+    return drawing;
 }

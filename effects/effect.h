@@ -1,10 +1,12 @@
 #pragma once
 
+#include "fixedposter.h"
 #include "progress.h"
 #include "randomsequence.h"
 
 #include <QHash>
 #include <QImage>
+#include <QList>
 #include <QString>
 
 #include <vector>
@@ -25,12 +27,30 @@ struct EffectSetting
     const char *help;
 };
 
+// What a drawing chose for itself from its picture.
+struct DrawingChoices
+{
+    // Settings by name: the tone levels chosen with `autoLevels`.
+    QHash<QString, int> numbers;
+    // The colours a poster was painted with, each with its Lab centre.
+    QList<PaletteColour> palette;
+};
+
 // The values of one drawing: every setting by name, and whether the contour
 // layer is laid over the effects that have one.
 struct EffectValues
 {
     QHash<QString, int> numbers;
     bool contours = true;
+    // For the effects with `toneLevels`: "black" and "white" are chosen from
+    // each picture's own tones (chooseToneLevels() in autolevels.h) instead.
+    bool autoLevels = false;
+    // For the effects with `paletteColours`: fixed colours instead of the
+    // ones the effect would find; empty for its own.
+    QList<PaletteColour> palette;
+    // When not null, receives what the drawing chose. Give each drawing
+    // made at once its own.
+    DrawingChoices *choices = nullptr;
 
     int value(const char *name) const { return numbers.value(QString::fromLatin1(name)); }
 };
@@ -64,6 +84,16 @@ struct Effect
     // Whether the drawing is dark lines on white that --transparent may
     // give as black lines on a transparent layer instead.
     bool transparentLines = false;
+    // Whether the drawing's colours are the photograph's own values (a
+    // poster's cluster means, a colour sketch's regions), so that the
+    // drawing carries the photograph's colour profile; not with a palette.
+    bool photoColours = false;
+    // Whether its "black" and "white" settings are tone levels that can be
+    // chosen from the picture (EffectValues::autoLevels).
+    bool toneLevels = false;
+    // Whether it paints a few colours that a palette can fix
+    // (EffectValues::palette).
+    bool paletteColours = false;
     EffectDraw draw = nullptr;
     // A paragraph for the manual after the settings, or null.
     const char *notes = nullptr;
@@ -80,7 +110,8 @@ const Effect *findEffect(const QString &name);
 // The drawing of a picture already in the working format: the edge map
 // first when the effect needs it, then the effect, drawing from a fresh
 // random sequence so that every file gives the same result whatever ran
-// before it. A null picture when the effect makes none; `problem` then says
-// why, or stays empty. Throws std::bad_alloc when memory runs out.
+// before it. A drawing in the photograph's colours takes its colour space.
+// A null picture when the effect makes none; `problem` then says why, or
+// stays empty. Throws std::bad_alloc when memory runs out.
 QImage makeDrawing(const Effect &effect, const QImage &picture, const EffectValues &values,
                    const Progress &edgeProgress, const Progress &effectProgress, QString *problem);

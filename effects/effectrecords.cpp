@@ -32,6 +32,7 @@ PosterSettings posterSettings(const EffectValues &values)
     PosterSettings poster;
     poster.colours = values.value("colors");
     poster.contours = contourSettings(values);
+    poster.palette = values.palette;
     return poster;
 }
 

@@ -2,6 +2,7 @@
 // manual and the tests use. The defaults come from the effects' settings
 // records, which the window's sliders start at too.
 
+#include "autolevels.h"
 #include "effect.h"
 #include "effectrecords.h"
 
@@ -18,22 +19,46 @@ std::vector<EffectSetting> withContourLevels(std::vector<EffectSetting> settings
     return settings;
 }
 
+// Tells the caller the levels chosen for this picture.
+void tellLevels(const EffectValues &values, const ToneLevels &levels)
+{
+    if (!values.choices)
+        return;
+    values.choices->numbers.insert(QStringLiteral("black"), levels.black);
+    values.choices->numbers.insert(QStringLiteral("white"), levels.white);
+}
+
 QImage drawPen(const QImage &picture, const unsigned char *edges, const EffectValues &values,
                RandomSequence &, const Progress &progress, QString *)
 {
-    return pensketch(picture, edges, penSettings(values), progress);
+    PenSettings pen = penSettings(values);
+    if (values.autoLevels) {
+        const ToneLevels levels = chooseToneLevels(
+                inverseEdgeHistogram(edges, qint64(picture.width()) * picture.height()));
+        pen.black = levels.black;
+        pen.white = levels.white;
+        tellLevels(values, levels);
+    }
+    return pensketch(picture, edges, pen, progress);
 }
 
 QImage drawPencil(const QImage &picture, const unsigned char *edges, const EffectValues &values,
                   RandomSequence &random, const Progress &progress, QString *)
 {
-    return pencilSketch(picture, edges, pencilSettings(values), random, progress);
+    if (!values.autoLevels)
+        return pencilSketch(picture, edges, pencilSettings(values), random, progress);
+    ToneLevels levels;
+    const QImage drawing = pencilSketchAutoLevels(picture, edges, pencilSettings(values), random,
+                                                  progress, &levels);
+    tellLevels(values, levels);
+    return drawing;
 }
 
 QImage drawPoster(const QImage &picture, const unsigned char *edges, const EffectValues &values,
                   RandomSequence &random, const Progress &progress, QString *)
 {
-    return posterSketch(picture, edges, posterSettings(values), random, progress);
+    return posterSketch(picture, edges, posterSettings(values), random, progress, nullptr,
+                        values.choices ? &values.choices->palette : nullptr);
 }
 
 QImage drawColour(const QImage &picture, const unsigned char *, const EffectValues &values,
@@ -61,6 +86,7 @@ Effect penEffect()
     effect.needsEdges = true;
     effect.greyDrawing = true;
     effect.transparentLines = true;
+    effect.toneLevels = true;
     effect.draw = drawPen;
     effect.notes = "The picture's outlines, dark lines on white: a higher black level darkens the "
                    "dark lines, a lower white level whitens the fainter ones.";
@@ -81,6 +107,7 @@ Effect pencilEffect()
     effect.needsEdges = true;
     effect.greyDrawing = true;
     effect.transparentLines = true;
+    effect.toneLevels = true;
     effect.draw = drawPencil;
     effect.notes = "Cross-hatched pencil strokes that follow the picture's light and shade, over "
                    "its outlines.";
@@ -97,6 +124,8 @@ Effect posterEffect()
             = withContourLevels({{"colors", "Colors", 2, 30, poster.colours, "number of colours"}});
     effect.contourLayer = true;
     effect.needsEdges = true;
+    effect.photoColours = true;
+    effect.paletteColours = true;
     effect.draw = drawPoster;
     effect.notes = "The picture in a few flat colours, with its outlines.";
     return effect;
@@ -111,6 +140,7 @@ Effect colourEffect()
     effect.settings = {{"threshold", "Color threshold", 0, 99, colour.threshold,
                         "colour distance up to which regions merge"},
                        {"brush", "Brushstroke size", 0, 500, colour.brush, "brushstroke size"}};
+    effect.photoColours = true;
     effect.draw = drawColour;
     effect.notes = "Regions of similar colour merged into brush strokes; the brushstroke size is "
                    "the largest region, in pixels, that still merges. A colour sketch that "

@@ -3,6 +3,7 @@
 #include "filediagnostics.h"
 #include "picturelimits.h"
 #include "stoppablewriter.h"
+#include "webpresolution.h"
 #include "workingformat.h"
 
 #include <QBuffer>
@@ -11,8 +12,6 @@
 #include <QImageReader>
 #include <QImageWriter>
 #include <QSaveFile>
-
-#include <climits>
 
 namespace {
 
@@ -68,6 +67,23 @@ bool encodePng(const QImage &image, QIODevice *device, const Encoding &encoding,
         return true;
     if (stopped(encoding))
         *reason = stopReason(encoding);
+    return false;
+}
+
+bool encodeWithQt(const QImage &image, QIODevice *device, const Encoding &encoding, QString *reason)
+{
+    QImageWriter writer(device, encoding.format);
+    const WrittenFormat *format = writtenFormat(encoding.format);
+    if (format && format->takesQuality)
+        writer.setQuality(encoding.quality);
+    // Lossless either way; LZW makes the files smaller.
+    if (encoding.format == "tiff")
+        writer.setCompression(1);
+    WarningCapture capture;
+    if (writer.write(image))
+        return true;
+    *reason = stopped(encoding) ? stopReason(encoding)
+                                : withWarnings(writer.errorString(), capture.messages());
     return false;
 }
 
@@ -131,43 +147,42 @@ QStringList readableSuffixes()
     return suffixes;
 }
 
-QByteArray formatForPath(const QString &path)
-{
-    const QString suffix = QFileInfo(path).suffix().toLower();
-    if (suffix == QLatin1String("png"))
-        return "png";
-    if (suffix == QLatin1String("jpg") || suffix == QLatin1String("jpeg"))
-        return "jpeg";
-    return {};
-}
-
-QString writeSizeProblem(QSize size, const QByteArray &format)
-{
-    // libpng reads PNG files of at most a million pixels a side unless told
-    // otherwise: a larger file would be of little use. libjpeg writes no more.
-    const int most = format == "png" ? 1000000 : format == "jpeg" ? 65500 : INT_MAX;
-    if (size.width() <= most && size.height() <= most)
-        return {};
-    return QStringLiteral("a %1 file holds at most %2 pixels a side")
-            .arg(format == "png" ? QStringLiteral("PNG") : QStringLiteral("JPEG"))
-            .arg(most);
-}
-
 bool encodePicture(const QImage &image, QIODevice *target, const Encoding &encoding,
                    QString *reason)
 {
     StoppableWriter device(target, encoding.stopped, encoding.stopReason);
     if (encoding.format == "png")
         return encodePng(image, &device, encoding, reason);
-    QImageWriter writer(&device, encoding.format);
-    if (encoding.format == "jpeg")
-        writer.setQuality(encoding.quality);
-    WarningCapture capture;
-    if (writer.write(image))
-        return true;
-    *reason = stopped(encoding) ? stopReason(encoding)
-                                : withWarnings(writer.errorString(), capture.messages());
-    return false;
+    const WrittenFormat *format = writtenFormat(encoding.format);
+    // Qt's WebP writer leaves the resolution out: it is added to the file.
+    const bool webp = encoding.format == "webp";
+    if (!webp && (!format || !format->seeks))
+        return encodeWithQt(image, &device, encoding, reason);
+    // A writer that moves about in its file gets one in memory; the stop is
+    // looked at as its bytes go out.
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    if (!encodeWithQt(image, &buffer, encoding, reason))
+        return false;
+    buffer.close();
+    if (webp) {
+        bytes = withWebpResolution(bytes, image.dotsPerMeterX(), image.dotsPerMeterY(),
+                                   image.hasAlphaChannel());
+        if (bytes.isEmpty()) {
+            *reason = QStringLiteral("the WebP writer made a file that could not be completed");
+            return false;
+        }
+    }
+    constexpr qint64 Block = qint64(1) << 20;
+    for (qint64 at = 0; at < bytes.size(); at += Block) {
+        const qint64 size = qMin(Block, qint64(bytes.size()) - at);
+        if (device.write(bytes.constData() + at, size) != size) {
+            *reason = device.errorString();
+            return false;
+        }
+    }
+    return true;
 }
 
 bool writePictureFile(const QImage &image, const QString &path, const Encoding &encoding,

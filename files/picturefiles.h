@@ -1,6 +1,7 @@
 #pragma once
 
 #include "pngwriter.h"
+#include "writtenformats.h"
 
 #include <QByteArray>
 #include <QIODevice>
@@ -36,17 +37,10 @@ QStringList pictureSuffixes();
 // each failing to read.
 QStringList readableSuffixes();
 
-// The writer format for a file name's suffix: "png" or "jpeg", empty when the
-// suffix names neither.
-QByteArray formatForPath(const QString &path);
-
-// Empty when a picture of `size` fits a file of `format` ("png" or "jpeg");
-// otherwise the most that does, as words.
-QString writeSizeProblem(QSize size, const QByteArray &format);
-
-// How a drawing is encoded: `format` "png" or "jpeg"; `quality` applies to
-// JPEG only, the level and the threads to PNG only. Once `stopped` says so,
-// the write gives up at its next block with `stopReason()` as its error.
+// How a drawing is encoded: `format` one of writtenFormats(); `quality`
+// applies to the formats that take it (JPEG, WebP), the level and the
+// threads to PNG only. Once `stopped` says so, the write gives up at its
+// next block with `stopReason()` as its error.
 struct Encoding
 {
     QByteArray format;
@@ -57,8 +51,8 @@ struct Encoding
     std::function<QString()> stopReason;
 };
 
-// Encodes `image` into `target`. PNG goes through the drawing writer, JPEG
-// through Qt's.
+// Encodes `image` into `target`. PNG goes through the drawing writer, the
+// other formats through Qt's.
 bool encodePicture(const QImage &image, QIODevice *target, const Encoding &encoding,
                    QString *reason);
 

@@ -22,5 +22,17 @@ qint64 StoppableWriter::writeData(const char *data, qint64 size)
         setErrorString(m_stopReason ? m_stopReason() : QStringLiteral("stopped"));
         return -1;
     }
-    return m_target->write(data, size);
+    // A short write (a disk that fills up) is tried again for the rest: the
+    // second attempt fails with the system's reason, "No space left on
+    // device", where the first gave none.
+    qint64 written = 0;
+    while (written < size) {
+        const qint64 part = m_target->write(data + written, size - written);
+        if (part <= 0) {
+            setErrorString(m_target->errorString());
+            return written > 0 ? written : -1;
+        }
+        written += part;
+    }
+    return written;
 }

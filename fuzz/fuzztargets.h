@@ -18,3 +18,8 @@ void fuzzReadAndDraw(const uint8_t *data, size_t size);
 // the window makes. The colour sketch must end on the same picture whether
 // every level is shown (the window) or only the last is made (the tool).
 void fuzzEffects(const uint8_t *data, size_t size);
+
+// The bytes as a settings file and as a GIMP palette: what the readers
+// accept, the writers give back to the same values and bytes, and the
+// palette paints a small picture in its own colours only.
+void fuzzSettingsFiles(const uint8_t *data, size_t size);

@@ -1,5 +1,8 @@
 #include "labsamples.h"
 
+#include "labconvert.h"
+#include "parallel.h"
+
 #include "flatindex.h"
 
 LabGroups LabGroups::of(const LabSamples &samples)
@@ -21,4 +24,19 @@ LabGroups LabGroups::of(const LabSamples &samples)
         groups.groupOf[size_t(i)] = group;
     }
     return groups;
+}
+
+LabSamples LabSamples::ofColours(const std::vector<QRgb> &colours)
+{
+    // Colours per band at the least.
+    constexpr int ColourGrain = 4096;
+    LabSamples samples;
+    samples.l.resize(colours.size());
+    samples.a.resize(colours.size());
+    samples.b.resize(colours.size());
+    parallelBands(int(colours.size()), ColourGrain, [&](int first, int end) {
+        rgbtolabMany(colours.data() + first, size_t(end - first), samples.l.data() + first,
+                     samples.a.data() + first, samples.b.data() + first);
+    });
+    return samples;
 }

@@ -3,6 +3,7 @@
 #include "labpix.h"
 
 #include <QList>
+#include <QtGui/qrgb.h>
 
 #include <vector>
 
@@ -43,6 +44,9 @@ struct LabSamples
         const int db = b[size_t(i)] - c.b;
         return dl * dl + da * da + db * db;
     }
+
+    // The Lab values of `colours`, as rgbtolab() gives them.
+    static LabSamples ofColours(const std::vector<QRgb> &colours);
 
     static LabSamples fromList(const QList<labpix> &points)
     {

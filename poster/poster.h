@@ -17,6 +17,8 @@ struct PosterTrace
     QList<QList<labpix>> centresAfterPass;
     int passes = 0;
     QList<QRgb> palette;
+    // The final centres, whose colours the palette holds.
+    QList<labpix> centres;
 };
 
 // The picture in `colours` flat colours: the distinct pixel values are

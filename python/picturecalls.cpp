@@ -139,12 +139,14 @@ void writePicture(const std::string &path, const py::handle &drawing, const std:
     encoding.format = formatForPath(pathOf(path));
     if (encoding.format.isEmpty())
         throw py::value_error("cannot tell the format of " + quotedPath(path)
-                              + " from its suffix: use .png, .jpg or .jpeg");
+                              + " from its suffix: use " + writtenSuffixesText().toStdString());
     encoding.pngLevel = pngLevelOf(pngLevel);
     encoding.quality = qualityOf(quality);
     const int budget = threadsOf(threads);
-    if (transparent && encoding.format != "png")
+    if (transparent && encoding.format == "jpeg")
         throw py::value_error("transparent writes PNG only: JPEG has no transparency");
+    if (transparent && encoding.format != "png")
+        throw py::value_error("transparent writes PNG only");
     const PictureView view = pictureView(drawing);
     if (transparent && view.image.format() != QImage::Format_Grayscale8)
         throw py::value_error("transparent takes a grey drawing (H x W): only the grey drawings of "

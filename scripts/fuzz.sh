@@ -1,13 +1,14 @@
 #!/usr/bin/env bash
 # Builds the libFuzzer targets (the fuzz preset: clang with AddressSanitizer
 # and UndefinedBehaviorSanitizer) and runs each for SECONDS (default 300),
-# both at once, one core each.
+# two at a time, one core each.
 #
 #   scripts/fuzz.sh [SECONDS]
 #
 # fuzz_read takes any bytes as a picture file; its corpus starts from the
 # bad inputs of tests/data/bad. fuzz_effects takes any bytes as a small
-# picture and slider values. Both also start from what fuzzing found before
+# picture and slider values; fuzz_settings any bytes as a settings file and
+# as a GIMP palette. Each also starts from what fuzzing found before
 # (tests/data/fuzz/TARGET). The corpora grow in build/fuzz/corpus and are
 # kept for the next run. An input that crashes, leaks, hangs or trips a
 # sanitizer is copied to tests/data/fuzz/TARGET, where the ordinary test
@@ -42,10 +43,11 @@ rm -rf "$work/findings"
 run_target read "$seedcopy" &
 run_target effects "" &
 wait
+run_target settings ""
 
 status=0
 printf '%-14s %8s %12s %8s %s\n' target seconds executions exec/s findings
-for name in read effects; do
+for name in read effects settings; do
     log="$work/$name.log"
     executions=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log" | tail -1)
     rate=$(sed -n 's/^stat::average_exec_per_sec: *//p' "$log" | tail -1)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "autolevels.h"
 #include "contours.h"
 #include "progress.h"
 #include "randomsequence.h"
@@ -23,6 +24,13 @@ struct PencilSettings
 QImage pencilSketch(const QImage &source, const unsigned char *edges,
                     const PencilSettings &settings, RandomSequence &random,
                     const Progress &progress = {}, QImage *hatch = nullptr, QImage *pen = nullptr);
+
+// pencilSketch() with the tone levels chosen from the hatching's own tones
+// by chooseToneLevels() in place of the settings' black and white; `levels`
+// receives them. The settings' density and contours apply as given.
+QImage pencilSketchAutoLevels(const QImage &source, const unsigned char *edges,
+                              const PencilSettings &settings, RandomSequence &random,
+                              const Progress &progress, ToneLevels *levels);
 
 // The stored raw hatching with new tone levels: what the pencil page redraws
 // when its black or white slider moves, before the contours go over it.

@@ -272,4 +272,31 @@ QImage Poster(const QImage &picture, int colours, RandomSequence &random, const 
     return result;
 }
 
+QImage palettePoster(const QImage &picture, const QList<PaletteEntry> &palette)
+{
+    const QImage img
+            = picture.format() == QImage::Format_RGB32 || picture.format() == QImage::Format_ARGB32
+            ? picture
+            : picture.convertToFormat(QImage::Format_ARGB32);
+    QImage result = img.copy();
+    for (int x = 0; x < img.width(); ++x) {
+        for (int y = 0; y < img.height(); ++y) {
+            const LabSample p = labSample(img.pixel(x, y));
+            int best = 0;
+            qint32 bestDistance = 1000000000;
+            for (int j = 0; j < palette.size(); ++j) {
+                const LabSample c {qint16(palette[j].l), qint16(palette[j].a), qint16(palette[j].b),
+                                   0, 0};
+                const qint32 d = squaredDistance(p, c);
+                if (d < bestDistance) {
+                    best = j;
+                    bestDistance = d;
+                }
+            }
+            result.setPixel(x, y, palette[best].rgb | 0xFF000000u);
+        }
+    }
+    return result;
+}
+
 } // namespace reference

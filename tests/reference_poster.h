@@ -56,4 +56,19 @@ struct PosterTrace
 QImage Poster(const QImage &img, int colours, RandomSequence &random, const Progress &progress = {},
               PosterTrace *trace = nullptr);
 
+// One colour of a fixed palette: the colour painted and the Lab value it is
+// matched by.
+struct PaletteEntry
+{
+    unsigned int rgb;
+    int l, a, b;
+};
+
+// The poster in fixed colours, read literally: every pixel, x outer and y
+// inner, is converted to Lab (each component truncated to 16 bits) and
+// compared with every palette entry in order; the first entry at the
+// smallest squared distance gives its colour, made opaque. Other formats
+// than RGB32 and ARGB32 are converted to ARGB32 first.
+QImage palettePoster(const QImage &img, const QList<PaletteEntry> &palette);
+
 } // namespace reference

@@ -108,12 +108,13 @@ def read(path, *, auto_orient: bool = False, threads: Optional[int] = None):
 def write(path, drawing, *, png_level: str = "fast", transparent: bool = False,
           quality: int = 100, threads: Optional[int] = None) -> None:
     """Writes a uint8 array (as draw() takes a picture) to `path` as
-    kestrova-cli writes a drawing: PNG or JPEG as the suffix says, through a
+    kestrova-cli writes a drawing, in the format its suffix names (PNG, JPEG,
+    and WebP and TIFF where Qt writes them), through a
     temporary file that replaces `path` only once the whole picture is written.
 
     png_level: "fast" or "small" (smaller files, two to three times slower).
     transparent: a grey drawing as black lines on a transparent layer (PNG).
-    quality: JPEG quality, 0..100.
+    quality: JPEG and WebP quality, 0..100 (WebP is lossless at 100).
     threads: the threads of the conversion and the PNG writer (default: every
     core).
 

@@ -23,10 +23,15 @@
 
 namespace clitest {
 
+QString cliPath()
+{
+    return QStringLiteral(KESTROVA_CLI_PATH);
+}
+
 void startCli(QProcess &process, const QStringList &arguments, const QString &workingDirectory,
               const std::function<void()> &childSetup)
 {
-    const QString program = QStringLiteral(KESTROVA_CLI_PATH);
+    const QString program = cliPath();
     process.setProgram(childSetup ? testsupport::startableByNobody(program) : program);
     process.setArguments(arguments);
     if (!workingDirectory.isEmpty())

@@ -27,6 +27,9 @@ struct RunResult
     QByteArray outBytes;
 };
 
+// The kestrova-cli under test.
+QString cliPath();
+
 // Starts kestrova-cli with `arguments` in `workingDirectory` (the test's own
 // when empty). `childSetup` runs in the child before the tool starts.
 void startCli(QProcess &process, const QStringList &arguments, const QString &workingDirectory = {},

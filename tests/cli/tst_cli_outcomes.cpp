@@ -98,6 +98,7 @@ QJsonArray CliOutcomesTest::runEffect(const Effect &effect, int *status)
     commandLine.effect = &effect;
     commandLine.values = effect.defaults();
     commandLine.outputDir = m_dir.filePath(QStringLiteral("out"));
+    commandLine.batch = true;
     commandLine.reportPath = m_dir.filePath(QStringLiteral("report.json"));
     for (const char *name : {"in.png", "a.png"})
         commandLine.jobs.push_back({m_dir.filePath(QLatin1String(name)),

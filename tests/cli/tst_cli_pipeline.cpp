@@ -158,7 +158,7 @@ void CliPipelineTest::refusedCommandLines_data()
             << QStringLiteral("--format applies with -o or OUTPUT - only");
     QTest::newRow("unknown --format for stdout")
             << QStringList {"pen", "--format", "gif", "in.png", "-"}
-            << QStringLiteral("--format must be png or jpg, not 'gif'");
+            << QStringLiteral("--format must be png, jpg, webp or tif, not 'gif'");
 }
 
 void CliPipelineTest::refusedCommandLines()

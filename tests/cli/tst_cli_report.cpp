@@ -152,9 +152,10 @@ void CliReportTest::singleFileToStderr()
     const qint64 runMs = clock.elapsed();
     CLI_EXPECT_EXIT(result, 0);
     QCOMPARE(result.out, QString());
-    const QJsonArray records = parse(result.err.toUtf8());
-    QCOMPARE(records.size(), 1);
-    const QJsonObject record = records.at(0).toObject();
+    // On stderr, the record alone on its line.
+    QVERIFY(result.err.endsWith(QLatin1Char('\n')));
+    QCOMPARE(result.err.count(QLatin1Char('\n')), 1);
+    const QJsonObject record = QJsonDocument::fromJson(result.err.toUtf8()).object();
     QCOMPARE(record.value("input").toString(), QStringLiteral("c.jpg"));
     QCOMPARE(record.value("output").toString(), QStringLiteral("single.jpg"));
     QCOMPARE(record.value("effect").toString(), QStringLiteral("pen"));

@@ -182,7 +182,8 @@ void CliShardsTest::shardNeedsOutputFolder()
                       QStringLiteral("--shard"), QStringLiteral("1/2")},
                      m_dir->path());
     CLI_EXPECT_EXIT(result, 2);
-    QVERIFY2(result.err.startsWith(QStringLiteral("kestrova-cli: --shard applies with -o only\n")),
+    QVERIFY2(result.err.startsWith(
+                     QStringLiteral("kestrova-cli: --shard applies with -o or --name only\n")),
              qPrintable(result.err));
     QVERIFY(!QFileInfo::exists(m_dir->filePath(QStringLiteral("x.png"))));
 }

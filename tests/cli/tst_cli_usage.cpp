@@ -90,6 +90,9 @@ void CliUsageTest::helpListsEffectsAndOptions()
                               "--threshold <N>",
                               "--brush <N>",
                               "--transparent",
+                              "--auto-levels",
+                              "--palette <FILE>",
+                              "--save-palette <FILE>",
                               "0..255 (default 150)",
                               "1..10 (default 6)"};
     for (const char *text : expected)
@@ -109,7 +112,7 @@ void CliUsageTest::helpDocumentsEveryOption()
                                 "folders",
                                 "--format <FORMAT>       Format of the drawings with -o or "
                                 "OUTPUT -",
-                                "--quality <N>           JPEG quality",
+                                "--quality <N>           JPEG and WebP quality",
                                 "--png-level <LEVEL>     PNG compression: fast, or small",
                                 "-j, --jobs <N>          Draw <N> files at once",
                                 "--threads <N>           Threads the work on each file may use",
@@ -118,8 +121,15 @@ void CliUsageTest::helpDocumentsEveryOption()
                                 "parts",
                                 "--auto-orient           Turn each picture upright",
                                 "--report <FILE>         Write a JSON record of every file",
-                                "--quiet                 No progress line",
-                                "--timings               Print the read, effect and write times"};
+                                "-q, --quiet             No progress line",
+                                "--timings               Print the read, effect and write times",
+                                "--name <PATTERN>        Batch mode: name every drawing after",
+                                "--size <SIZE>           Scale each photo before drawing it",
+                                "--dpi <N>               The resolution every drawing carries",
+                                "--dry-run               Print what each input would be drawn "
+                                "to",
+                                "--preset <FILE>         Take the effect's settings from <FILE>",
+                                "--save-preset <FILE>    Write the run's settings to <FILE>"};
     for (const char *text : documented)
         QVERIFY2(options.contains(QLatin1String(text)), text);
     // Only these and Qt's own --help, --help-all and --version.
@@ -293,7 +303,7 @@ void CliUsageTest::unknownBatchFormat()
 {
     expectUsageError({QStringLiteral("pen"), QStringLiteral("--format"), QStringLiteral("gif"),
                       QStringLiteral("in.png"), QStringLiteral("-o"), QStringLiteral("out")},
-                     QStringLiteral("--format must be png or jpg"));
+                     QStringLiteral("--format must be png, jpg, webp or tif, not 'gif'"));
 }
 
 void CliUsageTest::transparentRefused_data()
@@ -314,6 +324,8 @@ void CliUsageTest::transparentRefused_data()
                                                 "jpg",    "in.png",        "-o",
                                                 "out"}
                                 << jpeg;
+    QTest::newRow("webp") << QStringList {"pen", "--transparent", "in.png", "out.webp"}
+                          << QStringLiteral("--transparent writes PNG only");
 }
 
 void CliUsageTest::transparentRefused()

@@ -110,22 +110,26 @@ expect "$(starting po)" --timings po
 
 # The general options, before and after the effect.
 general=(--help --version -o --output-dir --format --quality --png-level -j --jobs --threads
-    --quiet --timings)
+    --quiet -q --timings --name --size --dpi --dry-run --preset --save-preset)
 includes "${general[@]}" but-not --density --colors --threshold --black --transparent -- -
 includes "${general[@]}" --black --white --transparent but-not --density --no-contour -- pen -
 includes --density --black --white --contour-black --contour-white --no-contour --transparent \
     but-not --colors --threshold --brush -- pencil -
 includes --colors but-not --transparent -- poster -
+includes --palette --save-palette but-not --auto-levels -- poster -
+includes --auto-levels but-not --palette --save-palette -- pencil -
+includes --auto-levels but-not --palette --density -- pen -
+includes --preset --save-preset but-not --auto-levels --palette -- -
 expect "--colors --contour-black --contour-white" poster --c
 expect "--threads --threshold --timings" color --t
 expect "--threads --timings --transparent" pen --t
 expect "--black" pen photo.jpg --quiet color --b   # the effect is the first word
-expect "" pen --d   # the pen has no density
+expect "--dpi --dry-run" pen --d   # the pen has no density
 
 # Option values.
-expect "jpg png" pencil --format ''
+expect "jpg png tif webp" pencil --format ''
 expect "jpg" pencil -o out --format j
-expect "jpg png" pencil --format = ''   # --format=<TAB>: bash splits at the =
+expect "jpg png tif webp" pencil --format = ''   # --format=<TAB>: bash splits at the =
 expect "fast small" pencil --png-level ''
 expect "small" poster --png-level s
 expect "" pen --threads ''
@@ -133,6 +137,13 @@ expect "photos" pen -o ''
 expect "photos" pen --output-dir ''
 expect "" pencil --density ''
 expect "" pen -j ''
+touch woods.preset clip.gpl
+expect "CASTLE.JPEG beach.jpg clip.gpl notes.txt photos portrait.png woods.preset" \
+    pencil --preset ''
+expect "woods.preset" pencil --save-preset w
+expect "clip.gpl photos" poster --palette ''
+expect "clip.gpl photos" poster --save-palette ''
+rm woods.preset clip.gpl
 
 # Pictures, and folders that may hold them; an option's value is not the
 # effect.

@@ -33,8 +33,8 @@ grep -q "<release version=\"$version\" date=\"$date\">" "$metainfo" \
     || fail "the metainfo has no release $version of $date"
 grep -q '<image>.*</image>' "$metainfo" || fail "the metainfo has no screenshot"
 
-# Changes not released yet sit above it under "## Unreleased".
-newest=$(grep -m1 '^## [0-9]' "$changelog")
+# What is not released yet gathers under "## Unreleased" above it.
+newest=$(grep '^## ' "$changelog" | grep -v -m1 '^## Unreleased$')
 [ "$newest" = "## $version ($date)" ] \
     || fail "the newest CHANGELOG entry is '$newest', not '## $version ($date)'"
 

@@ -8,6 +8,8 @@
 #include <QFile>
 #include <QTest>
 
+#include <iterator>
+
 namespace {
 
 QByteArray contents(const QString &path)
@@ -54,7 +56,8 @@ void TestFuzzReplay::replay_data()
     QTest::addColumn<QString>("target");
     QTest::addColumn<QByteArray>("bytes");
     const QDir found(QStringLiteral(KESTROVA_FUZZ_DIR));
-    for (const QString &target : {QStringLiteral("read"), QStringLiteral("effects")}) {
+    for (const QString &target :
+         {QStringLiteral("read"), QStringLiteral("effects"), QStringLiteral("settings")}) {
         const QDir folder(found.filePath(target));
         QVERIFY2(folder.exists(), qPrintable(folder.path()));
         for (const QString &name : folder.entryList(QDir::Files, QDir::Name))
@@ -68,6 +71,18 @@ void TestFuzzReplay::replay_data()
     for (int n = 0; n < MadeInputs; ++n)
         QTest::newRow(qPrintable(QStringLiteral("effects/made/%1").arg(n)))
                 << QStringLiteral("effects") << madeEffectsInput(n);
+    const QByteArray settings[] = {
+            "effect = pencil\ndensity = 4 # dense\ncontours = off\nauto-levels = on\n",
+            "effect = poster\ncolors = 30\n",
+            "effect = pen\nblack = 300\n",
+            "GIMP Palette\nName: x\n  0   0   0\tLab 0 0 0\n255 255 255 paper\n",
+            "GIMP Palette\n 63 103 172\tLab 44 8 -41\n63 103 172\tLab 44 8 -40\n",
+            "GIMP Palette\n1 2\n",
+            "",
+    };
+    for (size_t n = 0; n < std::size(settings); ++n)
+        QTest::newRow(qPrintable(QStringLiteral("settings/made/%1").arg(n)))
+                << QStringLiteral("settings") << settings[n];
 }
 
 void TestFuzzReplay::replay()
@@ -77,8 +92,10 @@ void TestFuzzReplay::replay()
     const auto *data = reinterpret_cast<const uint8_t *>(bytes.constData());
     if (target == QLatin1String("read"))
         fuzzReadAndDraw(data, size_t(bytes.size()));
-    else
+    else if (target == QLatin1String("effects"))
         fuzzEffects(data, size_t(bytes.size()));
+    else
+        fuzzSettingsFiles(data, size_t(bytes.size()));
 }
 
 QTEST_GUILESS_MAIN(TestFuzzReplay)

@@ -1,0 +1,14 @@
+#pragma once
+
+#include "distinctcolours.h"
+#include "progress.h"
+
+#include <QImage>
+#include <QList>
+
+// Every pixel of `result` (the size of `source`, 32-bit) takes the colour
+// `palette` gives its value's cluster in `distinct`, in bands of rows.
+// Reports 50 + 35 * x / width for every column x, as the poster's painting
+// does.
+void paintClusters(const QImage &source, const DistinctColours &distinct,
+                   const QList<QRgb> &palette, QImage &result, const Progress &progress);

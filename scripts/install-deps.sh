@@ -11,6 +11,7 @@ packages=(
     qt6-image-formats-plugins   # TIFF and other readers for the open dialog
     libdeflate-dev zlib1g-dev   # the drawing writer's compression
     libpng-dev                  # the writer's test reads its files with libpng too
+    python3-dev pybind11-dev    # the Python module (import kestrova)
 )
 test_packages=(
     desktop-file-utils  # desktop-file-validate
@@ -24,6 +25,8 @@ test_packages=(
     pngcheck            # checks every PNG file the writer's tests write
     python3-pil         # PIL reads them back
     python3             # the include-graph check (tests/layering.py)
+    python3-numpy       # the Python module's arrays
+    python3-pytest      # runs the Python module's tests
 )
 for argument in "$@"; do
     if [ "$argument" = --tests ]; then

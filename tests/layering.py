@@ -20,6 +20,7 @@ FLOORS = {
     "effects": ["poster", "segment", "sketch"],
     "app": ["effects"],
     "cli": ["effects", "files"],
+    "python": ["effects", "files"],
     "docs": ["effects"],
     "fuzz": ["effects", "png"],
     "benchmarks": ["app", "effects", "png"],

@@ -58,8 +58,8 @@ QString drawingName(const QString &input, const QString &relativePath, const Bat
     return QDir::cleanPath(folder + QLatin1Char('/') + name);
 }
 
-// The same file however it is spelled: symbolic links and relative parts
-// resolved as far as the path exists.
+} // namespace
+
 QString fileIdentity(const QString &path)
 {
     const QFileInfo info(path);
@@ -71,8 +71,6 @@ QString fileIdentity(const QString &path)
         return folder + QLatin1Char('/') + info.fileName();
     return QDir::cleanPath(info.absoluteFilePath());
 }
-
-} // namespace
 
 std::vector<FileJob> batchJobs(const QStringList &inputs, const BatchTarget &target, bool recursive,
                                QStringList *notes)

@@ -18,6 +18,10 @@ struct BatchTarget
     QString effect = {};
 };
 
+// The same file however it is spelled: symbolic links and relative parts
+// resolved as far as the path exists.
+QString fileIdentity(const QString &path);
+
 // One job per INPUT of batch mode, written to DIR/<name from the pattern>.
 // With `recursive`, a folder INPUT gives one job per picture in it and its
 // subfolders, written under the same relative path in DIR; folders without

@@ -2,11 +2,11 @@
 
 #include "gimppalette.h"
 #include "imagefiles.h"
+#include "inputs.h"
 #include "options.h"
 #include "presetfile.h"
 #include "standarderror.h"
 
-#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QSaveFile>
@@ -42,19 +42,6 @@ QByteArray fileBytes(const QString &option, const QString &path, qsizetype limit
     refuse(QStringLiteral("--%1 '%2'%3: %4").arg(option, path, where, problem));
 }
 
-// The same file however it is spelled, as far as the path exists.
-QString identity(const QString &path)
-{
-    const QFileInfo info(path);
-    const QString canonical = info.canonicalFilePath();
-    if (!canonical.isEmpty())
-        return canonical;
-    const QString folder = QFileInfo(info.absolutePath()).canonicalFilePath();
-    if (!folder.isEmpty())
-        return folder + QLatin1Char('/') + info.fileName();
-    return QDir::cleanPath(info.absoluteFilePath());
-}
-
 // A file to save must not be one the run reads or writes otherwise.
 void checkSavePath(const QString &option, const QString &path, const CommandLine &line)
 {
@@ -62,17 +49,17 @@ void checkSavePath(const QString &option, const QString &path, const CommandLine
         refuse(QStringLiteral("--%1 needs a file name").arg(option));
     if (QFileInfo(path).isDir())
         refuse(QStringLiteral("--%1 '%2' is a folder").arg(option, path));
-    const QString target = identity(path);
+    const QString target = fileIdentity(path);
     for (const FileJob &job : line.jobs) {
-        if (!isStandardStream(job.input) && identity(job.input) == target)
+        if (!isStandardStream(job.input) && fileIdentity(job.input) == target)
             refuse(QStringLiteral("--%1 '%2' is also an input; refusing to overwrite it")
                            .arg(option, path));
-        if (!isStandardStream(job.output) && identity(job.output) == target)
+        if (!isStandardStream(job.output) && fileIdentity(job.output) == target)
             refuse(QStringLiteral("--%1 '%2' would overwrite the drawing of '%3'")
                            .arg(option, path, job.input));
     }
     if (!line.reportPath.isEmpty() && !isStandardStream(line.reportPath)
-        && identity(line.reportPath) == target)
+        && fileIdentity(line.reportPath) == target)
         refuse(QStringLiteral("--%1 '%2' is also the report").arg(option, path));
 }
 

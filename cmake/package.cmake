@@ -29,7 +29,8 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 # Qt loads these plugins at run time, so no linker entry names them: TIFF and
 # other pictures in the open dialog, and a native Wayland window (without it
 # the window runs through XWayland).
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "qt6-image-formats-plugins, qt6-wayland")
+# `import kestrova` takes and gives NumPy arrays.
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "qt6-image-formats-plugins, qt6-wayland, python3-numpy")
 
 # No source package; should anyone make one, the builds stay out of it.
 set(CPACK_SOURCE_IGNORE_FILES "/\\\\.git/" "/build/" "/\\\\.cache/")

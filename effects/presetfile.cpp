@@ -1,7 +1,8 @@
 #include "presetfile.h"
 
+#include "textlines.h"
+
 #include <QRegularExpression>
-#include <QStringDecoder>
 #include <QStringList>
 
 #include <vector>
@@ -38,20 +39,10 @@ QString effectNames()
 bool readEntries(const QByteArray &bytes, std::vector<Entry> *entries, PresetProblem *problem)
 {
     static const QRegularExpression names(QStringLiteral("^[a-z][a-z0-9-]*$"));
-    const QList<QByteArray> lines = bytes.split('\n');
-    for (int i = 0; i < lines.size(); ++i) {
+    const TextLines text = textLines(bytes);
+    for (int i = 0; i < text.lines.size(); ++i) {
         const int number = i + 1;
-        QByteArray raw = lines.at(i);
-        if (raw.endsWith('\r'))
-            raw.chop(1);
-        if (i == 0 && raw.startsWith("\xEF\xBB\xBF"))
-            raw.remove(0, 3);
-        if (raw.contains('\0'))
-            return fail(problem, number, QStringLiteral("a zero byte: not a text file"));
-        QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-        QString line = decoder(raw);
-        if (decoder.hasError())
-            return fail(problem, number, QStringLiteral("not UTF-8 text"));
+        QString line = text.lines.at(i);
         const qsizetype comment = line.indexOf(QLatin1Char('#'));
         if (comment >= 0)
             line.truncate(comment);
@@ -78,6 +69,8 @@ bool readEntries(const QByteArray &bytes, std::vector<Entry> *entries, PresetPro
         }
         entries->push_back(entry);
     }
+    if (text.badLine > 0)
+        return fail(problem, text.badLine, text.problem);
     return true;
 }
 

@@ -2,6 +2,8 @@
 
 #include <QThread>
 
+#include <pthread.h>
+
 #include <algorithm>
 #include <atomic>
 #include <condition_variable>
@@ -172,10 +174,43 @@ private:
     bool m_stopping = false;
 };
 
+// The pool of this process. A forked child has only the thread that forked:
+// the parent's workers are not there, and the mutex may have been held by
+// one of them, so the child leaves the parent's pool untouched and starts
+// one of its own.
+class PoolHolder
+{
+public:
+    PoolHolder()
+        : m_current(new Pool)
+    {
+        pthread_atfork(nullptr, nullptr, [] { holder().replaceInChild(); });
+    }
+    ~PoolHolder() { delete m_current; }
+
+    static PoolHolder &holder()
+    {
+        static PoolHolder instance;
+        return instance;
+    }
+    Pool &current() { return *m_current; }
+
+private:
+    // Its workers' std::thread objects name threads the child does not have:
+    // it is never destroyed, only kept where leak checkers can see it.
+    void replaceInChild()
+    {
+        m_abandoned.push_back(m_current);
+        m_current = new Pool;
+    }
+
+    Pool *m_current;
+    std::vector<Pool *> m_abandoned;
+};
+
 Pool &pool()
 {
-    static Pool instance;
-    return instance;
+    return PoolHolder::holder().current();
 }
 
 void Pool::serve()

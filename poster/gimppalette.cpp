@@ -1,9 +1,9 @@
 #include "gimppalette.h"
 
 #include "colour.h"
+#include "textlines.h"
 
 #include <QRegularExpression>
-#include <QStringDecoder>
 
 namespace {
 
@@ -75,20 +75,10 @@ bool parseGimpPalette(const QByteArray &bytes, QList<PaletteColour> *colours,
     if (bytes.size() > MaxPaletteFileBytes)
         return fail(problem, 0,
                     QStringLiteral("larger than %1 bytes: not a palette").arg(MaxPaletteFileBytes));
-    const QList<QByteArray> lines = bytes.split('\n');
-    for (int i = 0; i < lines.size(); ++i) {
+    const TextLines text = textLines(bytes);
+    for (int i = 0; i < text.lines.size(); ++i) {
         const int number = i + 1;
-        QByteArray raw = lines.at(i);
-        if (raw.endsWith('\r'))
-            raw.chop(1);
-        if (i == 0 && raw.startsWith("\xEF\xBB\xBF"))
-            raw.remove(0, 3);
-        if (raw.contains('\0'))
-            return fail(problem, number, QStringLiteral("a zero byte: not a text file"));
-        QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-        const QString line = QString(decoder(raw)).trimmed();
-        if (decoder.hasError())
-            return fail(problem, number, QStringLiteral("not UTF-8 text"));
+        const QString line = text.lines.at(i).trimmed();
         if (i == 0) {
             if (line != Header)
                 return fail(problem, number,
@@ -110,6 +100,8 @@ bool parseGimpPalette(const QByteArray &bytes, QList<PaletteColour> *colours,
             return fail(problem, number, wrong);
         colours->append(colour);
     }
+    if (text.badLine > 0)
+        return fail(problem, text.badLine, text.problem);
     if (colours->isEmpty())
         return fail(problem, 0, QStringLiteral("no colours"));
     return true;

@@ -11,6 +11,7 @@ packages=(
     qt6-image-formats-plugins   # TIFF and other readers for the open dialog
     libdeflate-dev zlib1g-dev   # the drawing writer's compression
     libpng-dev                  # the writer's test reads its files with libpng too
+    python3-dev pybind11-dev    # the Python module (import kestrova)
 )
 test_packages=(
     desktop-file-utils  # desktop-file-validate
@@ -27,6 +28,8 @@ test_packages=(
     qt6-svg-dev         # Qt's SVG renderer draws back the SVG the tests write
     librsvg2-bin        # rsvg-convert draws them too
     libxml2-utils       # xmllint checks them
+    python3-numpy       # the Python module's arrays
+    python3-pytest      # runs the Python module's tests
 )
 for argument in "$@"; do
     if [ "$argument" = --tests ]; then

@@ -22,6 +22,7 @@ FLOORS = {
     "effects": ["poster", "segment", "sketch", "trace"],
     "app": ["effects"],
     "cli": ["effects", "files", "svg"],
+    "python": ["effects", "files"],
     "docs": ["effects"],
     "fuzz": ["effects", "png", "svg"],
     "benchmarks": ["app", "effects", "png", "svg"],

@@ -3,6 +3,9 @@
 #include <QTest>
 #include <QThread>
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -100,6 +103,7 @@ private slots:
     void callsFromInsideWorkRunOnTheirThread();
     void callsFromInsideProgressRunOnTheCallingThread();
     void callersOnSeveralThreads();
+    void aForkedChildSharesOutBands();
 };
 
 void TestParallel::budgets()
@@ -352,6 +356,49 @@ void TestParallel::callersOnSeveralThreads()
     for (std::thread &caller : callers)
         caller.join();
     QCOMPARE(problems.load(), 0);
+}
+
+// A child forked while the pool's workers exist, and while another thread
+// of the parent is sharing out bands, runs its own calls on threads of its
+// own: every item once, helpers taking bands, and no hang.
+void TestParallel::aForkedChildSharesOutBands()
+{
+    const auto slowBands = [](Recording &recording) {
+        parallelBands(64, 1, [&recording](int first, int end) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+            const std::lock_guard<std::mutex> lock(recording.mutex);
+            recording.bands.push_back({first, end, std::this_thread::get_id()});
+        });
+    };
+    const ThreadBudget budget(3);
+    Recording before;
+    slowBands(before);
+    QVERIFY(before.threads().size() > 1);
+
+    std::atomic<bool> stop {false};
+    std::thread busy([&stop] {
+        const ThreadBudget busyBudget(2);
+        while (!stop.load())
+            parallelBands(256, 1, [](int, int) {});
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    const pid_t child = fork();
+    if (child == 0) {
+        // A hang ends the child rather than the test.
+        alarm(120);
+        Recording after;
+        slowBands(after);
+        const bool fine
+                = coverageProblem(after.bands, 64, 1).isEmpty() && after.threads().size() > 1;
+        _exit(fine ? 0 : 1);
+    }
+    stop.store(true);
+    busy.join();
+    QVERIFY(child > 0);
+    int status = 0;
+    QCOMPARE(waitpid(child, &status, 0), child);
+    QVERIFY(WIFEXITED(status));
+    QCOMPARE(WEXITSTATUS(status), 0);
 }
 
 QTEST_GUILESS_MAIN(TestParallel)

@@ -10,6 +10,7 @@
 #include "workingformat.h"
 
 #include <QDir>
+#include <QDirIterator>
 #include <QFile>
 #include <QHash>
 #include <QImageReader>
@@ -156,6 +157,17 @@ QStringList folderEntries(const QString &path)
 {
     return QDir(path).entryList(
             QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot, QDir::Name);
+}
+
+QStringList folderTree(const QString &path)
+{
+    QStringList entries;
+    QDirIterator it(path, QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot,
+                    QDirIterator::Subdirectories);
+    while (it.hasNext())
+        entries << QDir(path).relativeFilePath(it.next());
+    entries.sort();
+    return entries;
 }
 
 QImage readWorking(const QString &path)

@@ -77,6 +77,8 @@ QByteArray fileBytes(const QString &path);
 bool writeBytes(const QString &path, const QByteArray &bytes);
 // The names in a folder, hidden ones included, sorted.
 QStringList folderEntries(const QString &path);
+// Every path below a folder, relative to it, hidden ones included, sorted.
+QStringList folderTree(const QString &path);
 
 // Reads a picture as the tool does: QImageReader, then the working format.
 QImage readWorking(const QString &path);

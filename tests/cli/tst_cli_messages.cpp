@@ -5,7 +5,6 @@
 #include "clitest.h"
 
 #include <QDir>
-#include <QDirIterator>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTemporaryDir>
@@ -46,13 +45,7 @@ private:
 
 QStringList CliMessagesTest::tree() const
 {
-    QStringList entries;
-    QDirIterator it(m_dir->path(), QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot,
-                    QDirIterator::Subdirectories);
-    while (it.hasNext())
-        entries << QDir(m_dir->path()).relativeFilePath(it.next());
-    entries.sort();
-    return entries;
+    return folderTree(m_dir->path());
 }
 
 void CliMessagesTest::init()

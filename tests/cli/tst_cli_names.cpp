@@ -4,7 +4,6 @@
 #include "clitest.h"
 
 #include <QDir>
-#include <QDirIterator>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -49,13 +48,7 @@ private:
 
 QStringList CliNamesTest::tree() const
 {
-    QStringList entries;
-    QDirIterator it(m_dir->path(), QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot,
-                    QDirIterator::Subdirectories);
-    while (it.hasNext())
-        entries << QDir(m_dir->path()).relativeFilePath(it.next());
-    entries.sort();
-    return entries;
+    return folderTree(m_dir->path());
 }
 
 void CliNamesTest::init()

@@ -61,5 +61,25 @@ for program in kestrova kestrova-cli; do
     fi
 done
 
+# The Python module, where the package has one: stripped, and Debian's
+# Python 3 (not another python3 on the PATH) imports it from the package's
+# tree and draws with it.
+modules="$root/usr/lib/python3/dist-packages"
+if [ -d "$modules/kestrova" ]; then
+    for extension in "$modules"/kestrova/_kestrova*.so; do
+        if readelf -S "$extension" | grep -q '\.debug_'; then
+            fail "${extension#"$root"/} is not stripped"
+        fi
+    done
+    if ! PYTHONPATH="$modules" PYTHONDONTWRITEBYTECODE=1 /usr/bin/python3 -c '
+import kestrova, numpy
+assert kestrova.__file__.startswith("'"$modules"'/kestrova/"), kestrova.__file__
+picture = numpy.zeros((8, 9, 3), numpy.uint8)
+assert kestrova.pen(picture).shape == (8, 9)
+'; then
+        fail "python3 cannot import and draw with the packaged module"
+    fi
+fi
+
 [ "$failures" -eq 0 ] || exit 1
 echo "$(basename "$deb"): Depends: $(field Depends)"

@@ -1,0 +1,194 @@
+#include "pictures.h"
+
+#include "parallel.h"
+#include "picturelimits.h"
+#include "pixelkind.h"
+
+#include <QString>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace py = pybind11;
+
+namespace {
+
+std::string shapeText(const py::array &array)
+{
+    std::string text = "(";
+    for (py::ssize_t axis = 0; axis < array.ndim(); ++axis) {
+        if (axis > 0)
+            text += ", ";
+        text += std::to_string(array.shape(axis));
+    }
+    return text + (array.ndim() == 1 ? ",)" : ")");
+}
+
+// Whether Qt can read the rows where they are: pixels packed within a row,
+// rows at a positive distance that leaves room for a whole row.
+bool qtReadsInPlace(const py::array &array, int width, int channels)
+{
+    if (array.ndim() == 3 && array.strides(2) != 1)
+        return false;
+    return array.strides(1) == channels && array.strides(0) >= qint64(width) * channels;
+}
+
+QImage::Format formatOf(int channels)
+{
+    switch (channels) {
+    case 1:
+        return QImage::Format_Grayscale8;
+    case 3:
+        return QImage::Format_RGB888;
+    default:
+        return QImage::Format_RGBA8888;
+    }
+}
+
+} // namespace
+
+PictureView pictureView(const py::handle &picture)
+{
+    if (!py::isinstance<py::array>(picture))
+        throw py::type_error("the picture must be a NumPy array of uint8, not "
+                             + std::string(py::str(py::type::handle_of(picture).attr("__name__"))));
+    py::array array = py::reinterpret_borrow<py::array>(picture);
+    const py::dtype type = array.dtype();
+    if (type.kind() != 'u' || type.itemsize() != 1)
+        throw py::type_error("the picture's values must be uint8, not "
+                             + std::string(py::str(py::handle(type))));
+    const bool shaped = array.ndim() == 2
+            || (array.ndim() == 3 && (array.shape(2) == 3 || array.shape(2) == 4));
+    if (!shaped)
+        throw py::value_error("the picture must be H x W (grey), H x W x 3 (RGB) or H x W x 4 "
+                              "(RGBA), not of shape "
+                              + shapeText(array));
+    if (array.shape(0) == 0 || array.shape(1) == 0)
+        throw py::value_error("the picture is empty: its shape is " + shapeText(array));
+    const QString problem = array.shape(0) > MaxPicturePixels || array.shape(1) > MaxPicturePixels
+            ? QStringLiteral("the picture is %1 x %2 pixels; pictures of up to %3 megapixels "
+                             "are drawn")
+                      .arg(array.shape(1))
+                      .arg(array.shape(0))
+                      .arg(MaxPicturePixels / 1000000)
+            : pictureSizeProblem(QSize(int(array.shape(1)), int(array.shape(0))));
+    if (!problem.isEmpty())
+        throw py::value_error(problem.toStdString());
+    const int height = int(array.shape(0));
+    const int width = int(array.shape(1));
+    const int channels = array.ndim() == 2 ? 1 : int(array.shape(2));
+    if (!qtReadsInPlace(array, width, channels))
+        array = py::array::ensure(array, py::array::c_style);
+    if (!array)
+        throw py::error_already_set();
+    const auto *bits = static_cast<const uchar *>(array.data());
+    QImage image(bits, width, height, qsizetype(array.strides(0)), formatOf(channels));
+    if (image.isNull())
+        throw std::bad_alloc();
+    return {std::move(array), std::move(image)};
+}
+
+int drawingChannels(const QImage &drawing)
+{
+    PixelKind kind;
+    std::mutex mutex;
+    parallelBands(drawing.height(), rowsOf(LightBandPixels, drawing.width()),
+                  [&](int first, int end) {
+                      const PixelKind bandKind = rowsKind(drawing, first, end);
+                      const std::lock_guard<std::mutex> lock(mutex);
+                      kind &= bandKind;
+                  });
+    if (kind.opaque)
+        return kind.grey ? 1 : 3;
+    return 4;
+}
+
+namespace {
+
+// Writes `width` pixels of 32-bit ARGB as `channels` bytes each, R G B A
+// order; `out` may be `line` itself or lie before it.
+void packRow(const uchar *line, uchar *out, int width, int channels, bool opaque)
+{
+    for (int x = 0; x < width; ++x) {
+        QRgb pixel;
+        std::memcpy(&pixel, line + 4 * x, 4);
+        out[0] = uchar(qRed(pixel));
+        if (channels > 1) {
+            out[1] = uchar(qGreen(pixel));
+            out[2] = uchar(qBlue(pixel));
+        }
+        if (channels == 4)
+            out[3] = uchar(opaque ? 255 : qAlpha(pixel));
+        out += channels;
+    }
+}
+
+} // namespace
+
+void packDrawing(QImage &drawing, int channels)
+{
+    const bool opaque = drawing.format() == QImage::Format_RGB32;
+    const int width = drawing.width();
+    const qsizetype lineBytes = drawing.bytesPerLine();
+    const qsizetype packedBytes = qsizetype(width) * channels;
+    uchar *bits = drawing.bits();
+    // Each band packs its rows to the start of its own rows' memory: every
+    // write lands at or before the pixel it comes from, on pixels already
+    // read, and never in another band's memory. Four bytes a pixel stay
+    // where they are.
+    std::vector<std::pair<int, int>> bands;
+    std::mutex mutex;
+    parallelBands(drawing.height(), rowsOf(LightBandPixels, width), [&](int first, int end) {
+        uchar *out = bits + first * lineBytes;
+        for (int y = first; y < end; ++y, out += packedBytes)
+            packRow(bits + y * lineBytes, out, width, channels, opaque);
+        const std::lock_guard<std::mutex> lock(mutex);
+        bands.emplace_back(first, end);
+    });
+    if (channels == 4)
+        return;
+    // Then the bands close up in order: each moves down over memory that
+    // the bands before it no longer need, never over a later band's.
+    std::sort(bands.begin(), bands.end());
+    for (const auto &[first, end] : bands)
+        std::memmove(bits + first * packedBytes, bits + first * lineBytes,
+                     size_t(end - first) * size_t(packedBytes));
+}
+
+namespace {
+
+constexpr const char *DrawingCapsule = "kestrova.drawing";
+
+} // namespace
+
+py::array drawingArray(QImage &&drawing, int channels)
+{
+    auto *owner = new QImage(std::move(drawing));
+    py::capsule capsule(owner, DrawingCapsule, [](PyObject *object) {
+        delete static_cast<QImage *>(PyCapsule_GetPointer(object, DrawingCapsule));
+    });
+    const py::ssize_t height = owner->height();
+    const py::ssize_t width = owner->width();
+    std::vector<py::ssize_t> shape {height, width};
+    std::vector<py::ssize_t> strides {width * channels, channels};
+    if (channels > 1) {
+        shape.push_back(channels);
+        strides.push_back(1);
+    }
+    return py::array(py::dtype::of<std::uint8_t>(), shape, strides, owner->constBits(), capsule);
+}
+
+std::uintptr_t drawingAddress(const py::array &array)
+{
+    const py::handle base = array.base();
+    if (!base || !PyCapsule_IsValid(base.ptr(), DrawingCapsule))
+        return 0;
+    const auto *owner
+            = static_cast<const QImage *>(PyCapsule_GetPointer(base.ptr(), DrawingCapsule));
+    return reinterpret_cast<std::uintptr_t>(owner->constBits());
+}

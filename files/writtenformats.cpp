@@ -77,10 +77,12 @@ QByteArray formatForPath(const QString &path)
     return {};
 }
 
-QString writtenSuffixesText()
+QString writtenSuffixesText(bool traced)
 {
     QStringList suffixes;
     for (const WrittenFormat &format : writtenFormats()) {
+        if (!traced && !format.fromPicture())
+            continue;
         for (const QString &suffix : format.suffixes)
             suffixes << QLatin1Char('.') + suffix;
     }

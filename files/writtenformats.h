@@ -25,9 +25,12 @@ struct WrittenFormat
     // memory before it goes out.
     bool seeks = false;
 
+    // Whether a picture is written in it as it is: all but SVG, which is
+    // traced from an effect's regions.
+    bool fromPicture() const { return name != "svg"; }
     // Whether Qt's image writers write it: not PNG, which the drawing
-    // writer writes, nor SVG, written from traced geometry.
-    bool throughQt() const { return name != "png" && name != "svg"; }
+    // writer writes, nor SVG.
+    bool throughQt() const { return fromPicture() && name != "png"; }
 };
 
 // Every format drawings are written in, in the order messages list them:
@@ -43,8 +46,8 @@ const WrittenFormat *writtenFormat(const QByteArray &name);
 // none of writtenFormats().
 QByteArray formatForPath(const QString &path);
 // Every suffix that chooses a format, for messages: ".png, .jpg, .jpeg,
-// .webp, .tif, .tiff or .svg".
-QString writtenSuffixesText();
+// .webp, .tif, .tiff or .svg"; without SVG unless `traced`.
+QString writtenSuffixesText(bool traced = true);
 // The first suffix of every format, for --format: "png, jpg, webp, tif or
 // svg".
 QString formatNamesText();

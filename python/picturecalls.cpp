@@ -137,9 +137,16 @@ void writePicture(const std::string &path, const py::handle &drawing, const std:
 {
     Encoding encoding;
     encoding.format = formatForPath(pathOf(path));
+    const std::string suffixes = writtenSuffixesText(false).toStdString();
     if (encoding.format.isEmpty())
         throw py::value_error("cannot tell the format of " + quotedPath(path)
-                              + " from its suffix: use " + writtenSuffixesText().toStdString());
+                              + " from its suffix: use " + suffixes);
+    // An array holds pixels; SVG is traced from an effect's regions.
+    if (!writtenFormat(encoding.format)->fromPicture())
+        throw py::value_error("cannot write " + quotedPath(path)
+                              + ": an array is written as a picture, not as SVG, which "
+                                "kestrova-cli traces from an effect's regions; use "
+                              + suffixes);
     encoding.pngLevel = pngLevelOf(pngLevel);
     encoding.quality = qualityOf(quality);
     const int budget = threadsOf(threads);

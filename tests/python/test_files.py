@@ -122,6 +122,11 @@ def test_bad_writes(tmp_path):
     with pytest.raises(ValueError, match="cannot tell the format of '.*drawing.gif' from its "
                                          "suffix: use .png, .jpg, .jpeg"):
         kestrova.write(tmp_path / "drawing.gif", drawing)
+    with pytest.raises(ValueError, match="cannot write '.*drawing.svg': an array is written as a "
+                                         "picture, not as SVG, which kestrova-cli traces from an "
+                                         "effect's regions; use .png, .jpg, .jpeg"):
+        kestrova.write(tmp_path / "drawing.svg", drawing)
+    assert not (tmp_path / "drawing.svg").exists()
     with pytest.raises(ValueError, match="png_level must be fast or small, not 'tiny'"):
         kestrova.write(tmp_path / "drawing.png", drawing, png_level="tiny")
     with pytest.raises(ValueError, match="quality must be a whole number from 0 to 100"):

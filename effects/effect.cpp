@@ -1,6 +1,7 @@
 #include "effect.h"
 
 #include "edgemap.h"
+#include "largearray.h"
 
 #include <QColorSpace>
 
@@ -34,14 +35,16 @@ const Effect *findEffect(const QString &name)
 
 namespace {
 
-std::unique_ptr<unsigned char[]> edgesFor(const Effect &effect, const QImage &picture,
-                                          const Progress &progress)
+LargeArray<unsigned char> edgesFor(const Effect &effect, const QImage &picture,
+                                   const Progress &progress)
 {
     // Left unfilled: the edge map writes every byte, its frame included.
-    std::unique_ptr<unsigned char[]> edges;
+    LargeArray<unsigned char> edges;
     if (effect.needsEdges) {
-        edges.reset(new unsigned char[size_t(picture.width()) * size_t(picture.height())]);
-        labsobellight2(picture, edges.get(), progress);
+        LargeArray<unsigned char>(size_t(picture.width()) * size_t(picture.height()),
+                                  LargeArray<unsigned char>::Uninitialized)
+                .swap(edges);
+        labsobellight2(picture, edges.data(), progress);
     }
     return edges;
 }
@@ -51,10 +54,10 @@ std::unique_ptr<unsigned char[]> edgesFor(const Effect &effect, const QImage &pi
 QImage makeDrawing(const Effect &effect, const QImage &picture, const EffectValues &values,
                    const Progress &edgeProgress, const Progress &effectProgress, QString *problem)
 {
-    const std::unique_ptr<unsigned char[]> edges = edgesFor(effect, picture, edgeProgress);
+    const LargeArray<unsigned char> edges = edgesFor(effect, picture, edgeProgress);
     RandomSequence random;
     QString ignored;
-    QImage drawing = effect.draw(picture, edges.get(), values, random, effectProgress,
+    QImage drawing = effect.draw(picture, edges.data(), values, random, effectProgress,
                                  problem ? problem : &ignored);
     // A palette's colours are the file's, not the photograph's.
     if (effect.photoColours && values.palette.isEmpty() && !drawing.isNull())
@@ -68,9 +71,9 @@ VectorLayers makeVectorLayers(const Effect &effect, const QImage &picture,
 {
     if (!effect.layers)
         return {};
-    const std::unique_ptr<unsigned char[]> edges = edgesFor(effect, picture, edgeProgress);
+    const LargeArray<unsigned char> edges = edgesFor(effect, picture, edgeProgress);
     RandomSequence random;
     QString ignored;
-    return effect.layers(picture, edges.get(), values, random, effectProgress,
+    return effect.layers(picture, edges.data(), values, random, effectProgress,
                          problem ? problem : &ignored);
 }

@@ -83,6 +83,12 @@ struct Effect
     bool contourLayer = false;
     // Whether the effect reads the edge map.
     bool needsEdges = false;
+    // Whether it draws a picture of any format with the same pixels as the
+    // picture converted to a working format (RGB32 or ARGB32 alike),
+    // converting rows only as it reads them: a front end holding the
+    // picture in another format then gives it as it is, which spares a
+    // converted copy.
+    bool readsAnyFormat = false;
     // Whether the drawing is grey: every pixel opaque with its three
     // channels equal, so that a PNG of it takes one grey channel and tone
     // levels apply to it.

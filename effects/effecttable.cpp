@@ -134,6 +134,7 @@ Effect penEffect()
     effect.settings = {{"black", "Black level", 0, 255, pen.black, "black level"},
                        {"white", "White level", 0, 255, pen.white, "white level"}};
     effect.needsEdges = true;
+    effect.readsAnyFormat = true;
     effect.greyDrawing = true;
     effect.transparentLines = true;
     effect.toneLevels = true;
@@ -157,6 +158,7 @@ Effect pencilEffect()
              {"white", "White level", 0, 255, pencil.white, "white level of the hatching"}});
     effect.contourLayer = true;
     effect.needsEdges = true;
+    effect.readsAnyFormat = true;
     effect.greyDrawing = true;
     effect.transparentLines = true;
     effect.toneLevels = true;

@@ -1,12 +1,14 @@
 #include "workingformat.h"
 
+#include "imagebuffer.h"
 #include "parallel.h"
-#include "picturemeta.h"
+#include "vectorclones.h"
 
 #include <QColorSpace>
 
 #include <atomic>
 #include <cstring>
+#include <new>
 
 namespace {
 
@@ -19,17 +21,45 @@ constexpr qsizetype PieceBytes = (qsizetype(1) << 17) - 1;
 constexpr qint64 BandPixels = qint64(1) << 18;
 
 // The size, resolution, offset, text and colour space that
-// convertToFormat() gives its result.
+// convertToFormat() gives its result, in memory that may take huge pages:
+// a photograph's worth of fresh pages otherwise costs more than converting
+// it.
 QImage emptyLike(const QImage &image)
 {
-    QImage result(image.size(), QImage::Format_ARGB32);
-    if (result.isNull())
-        return result;
-    copyResolutionAndText(image, result);
+    QImage result;
+    try {
+        result = newImage(image, QImage::Format_ARGB32);
+    } catch (const std::bad_alloc &) {
+        return {};
+    }
     result.setDevicePixelRatio(image.devicePixelRatio());
     result.setOffset(image.offset());
     result.setColorSpace(image.colorSpace());
     return result;
+}
+
+// The formats whose rows are converted here, byte for byte as Qt converts
+// them, without a picture of their own in between: the ones NumPy arrays
+// give.
+KESTROVA_VECTOR_CLONES
+void greyRow(const uchar *in, QRgb *out, int width)
+{
+    for (int x = 0; x < width; ++x)
+        out[x] = 0xFF000000u | QRgb(in[x]) * 0x010101u;
+}
+
+KESTROVA_VECTOR_CLONES
+void rgb888Row(const uchar *in, QRgb *out, int width)
+{
+    for (int x = 0; x < width; ++x, in += 3)
+        out[x] = 0xFF000000u | QRgb(in[0]) << 16 | QRgb(in[1]) << 8 | in[2];
+}
+
+KESTROVA_VECTOR_CLONES
+void rgba8888Row(const uchar *in, QRgb *out, int width)
+{
+    for (int x = 0; x < width; ++x, in += 4)
+        out[x] = QRgb(in[3]) << 24 | QRgb(in[0]) << 16 | QRgb(in[1]) << 8 | in[2];
 }
 
 // Converts the rows of `image` from `first` up to `end` into `result`, a
@@ -47,11 +77,19 @@ public:
         , m_target(result.bits())
         , m_targetBytesPerLine(result.bytesPerLine())
         , m_rowsPerPiece(int(qMax<qsizetype>(1, PieceBytes / m_bytesPerLine)))
+        , m_row(workingRowFunction(m_format))
     {
     }
 
     bool convert(int first, int end) const
     {
+        if (m_row) {
+            for (int y = first; y < end; ++y)
+                m_row(m_bits + qsizetype(y) * m_bytesPerLine,
+                      reinterpret_cast<QRgb *>(m_target + qsizetype(y) * m_targetBytesPerLine),
+                      m_width);
+            return true;
+        }
         for (int top = first; top < end; top += m_rowsPerPiece) {
             const int rows = qMin(m_rowsPerPiece, end - top);
             QImage piece(m_bits + qsizetype(top) * m_bytesPerLine, m_width, rows, m_bytesPerLine,
@@ -80,9 +118,24 @@ private:
     uchar *m_target;
     qsizetype m_targetBytesPerLine;
     int m_rowsPerPiece;
+    WorkingRowFunction m_row;
 };
 
 } // namespace
+
+WorkingRowFunction workingRowFunction(QImage::Format format)
+{
+    switch (format) {
+    case QImage::Format_Grayscale8:
+        return greyRow;
+    case QImage::Format_RGB888:
+        return rgb888Row;
+    case QImage::Format_RGBA8888:
+        return rgba8888Row;
+    default:
+        return nullptr;
+    }
+}
 
 QImage toWorkingFormat(const QImage &image)
 {

@@ -93,9 +93,9 @@ void lightnessOfSource(const QImage &image, unsigned char *lightness, LightnessP
     parallelBands(
             height, rowsOf(HeavyBandPixels, width),
             [&](int first, int end) {
+                WorkingRows rows(image);
                 for (int y = first; y < end; ++y)
-                    lightnessRow(reinterpret_cast<const QRgb *>(image.constScanLine(y)),
-                                 lightness + qsizetype(y) * width, 0, width);
+                    lightnessRow(rows.row(y), lightness + qsizetype(y) * width, 0, width);
             },
             progress.bandProgress(height));
 }
@@ -111,12 +111,17 @@ void blurredLightnessRows(const QImage &image, const double *w, unsigned char *l
     std::vector<unsigned char> ring(rowBytes * Taps);
     std::vector<unsigned char> blurred(rowBytes);
     auto ringRow = [&](int y) { return &ring[(y % Taps) * rowBytes]; };
+    WorkingRows source(image);
+    auto blurRow = [&](int y) {
+        horizontalBlurRow7(reinterpret_cast<const unsigned char *>(source.row(y)), ringRow(y),
+                           width, w);
+    };
 
     for (int y = first - BlurHalf; y < first + BlurHalf; ++y)
-        horizontalBlurRow7(image.constScanLine(y), ringRow(y), width, w);
+        blurRow(y);
     const unsigned char *rows[Taps];
     for (int y = first; y < end; ++y) {
-        horizontalBlurRow7(image.constScanLine(y + BlurHalf), ringRow(y + BlurHalf), width, w);
+        blurRow(y + BlurHalf);
         for (int k = -BlurHalf; k <= BlurHalf; ++k)
             rows[BlurHalf + k] = ringRow(y + k);
         verticalBlurRow7(rows, blurred.data(), width, w);
@@ -201,7 +206,7 @@ void clearFrame(unsigned char *edges, int width, int height)
 
 void labsobellight2(const QImage &picture, unsigned char *edges, const Progress &progress)
 {
-    const QImage image = toWorkingFormat(picture);
+    const QImage image = readableByRows(picture);
     const int width = image.width();
     const int height = image.height();
     if (width < 1 || height < 1) {

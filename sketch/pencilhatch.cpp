@@ -40,13 +40,12 @@ LargeArray<unsigned char> toneBuffer(const QImage &source, const Progress &progr
     const LightnessTable &table = LightnessTable::instance();
     ColumnProgress columns(progress, 0, 60, width);
     columns.setYieldEachColumn(true);
-    const uchar *bits = source.constBits();
-    const qsizetype bytesPerLine = source.bytesPerLine();
     parallelBands(
             height, rowsOf(HeavyBandPixels, width),
             [&](int first, int end) {
+                WorkingRows rows(source);
                 for (int y = first; y < end; ++y) {
-                    const auto *line = reinterpret_cast<const QRgb *>(bits + y * bytesPerLine);
+                    const QRgb *line = rows.row(y);
                     unsigned char *row = tone.data() + qsizetype(y) * width;
                     for (int x = 0; x < width; ++x)
                         row[x] = toneOfLightness[table.lightness(line[x])];
@@ -92,12 +91,11 @@ void paintRows(const QImage &source, const unsigned char *tone, const StrokePlan
 {
     static const StrokeGreys greys;
     const int width = source.width();
-    const uchar *bits = source.constBits();
-    const qsizetype bytesPerLine = source.bytesPerLine();
     const QRgb opaque = source.format() == QImage::Format_RGB32 ? 0xFF000000u : 0u;
     const int period = plan.period();
+    WorkingRows rows(source);
     for (int y = first; y < end; ++y) {
-        const auto *from = reinterpret_cast<const QRgb *>(bits + y * bytesPerLine);
+        const QRgb *from = rows.row(y);
         auto *to = reinterpret_cast<QRgb *>(result + y * resultBytesPerLine);
         const unsigned char *kinds = plan.row(y);
         int phase = width % period;
@@ -136,7 +134,7 @@ QImage pencilhatch(QImage source, int minColour, int maxColour, int density, int
     StageTimer timer("pencilhatch");
     // `source` is this call's own copy: events processed below may replace
     // the caller's picture without touching it.
-    source = toWorkingFormat(source);
+    source = readableByRows(source);
     const LargeArray<unsigned char> tone = toneBuffer(source, progress);
     timer.stage("tone buffer");
     QImage result = newImage(source, QImage::Format_ARGB32);

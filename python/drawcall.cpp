@@ -134,6 +134,19 @@ private:
     Clock::time_point m_nextSignalCheck = Clock::now() + SignalInterval;
 };
 
+// The picture as the effects read a file of the same pixels: Qt reads a
+// picture without alpha as RGB32, and some effects tell the two formats
+// apart. Opaque ARGB32 pixels are RGB32 pixels bit for bit.
+QImage drawnAsFile(const QImage &picture)
+{
+    QImage working = toWorkingFormat(picture);
+    if (working.isNull())
+        throw std::bad_alloc();
+    if (picture.format() == QImage::Format_RGB888)
+        working.reinterpretAsFormat(QImage::Format_RGB32);
+    return working;
+}
+
 } // namespace
 
 int threadsOf(const py::object &threads)
@@ -171,14 +184,7 @@ py::array drawPicture(const std::string &effectName, const py::handle &picture, 
     {
         const py::gil_scoped_release released;
         const ThreadBudget threadsForThisDrawing(budget);
-        QImage working = toWorkingFormat(view.image);
-        if (working.isNull())
-            throw std::bad_alloc();
-        // Qt reads a picture without alpha as RGB32, and some effects tell
-        // the two formats apart: an RGB array is drawn as such a file is.
-        // Opaque ARGB32 pixels are RGB32 pixels bit for bit.
-        if (view.image.format() == QImage::Format_RGB888)
-            working.reinterpretAsFormat(QImage::Format_RGB32);
+        const QImage working = effect.readsAnyFormat ? view.image : drawnAsFile(view.image);
         drawing = makeDrawing(effect, working, values, reporter.progress(), reporter.progress(),
                               &problem);
         if (!drawing.isNull()) {

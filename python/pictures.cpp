@@ -3,6 +3,7 @@
 #include "parallel.h"
 #include "picturelimits.h"
 #include "pixelkind.h"
+#include "vectorclones.h"
 
 #include <QString>
 
@@ -110,54 +111,95 @@ int drawingChannels(const QImage &drawing)
 
 namespace {
 
-// Writes `width` pixels of 32-bit ARGB as `channels` bytes each, R G B A
-// order; `out` may be `line` itself or lie before it.
-void packRow(const uchar *line, uchar *out, int width, int channels, bool opaque)
+// Writes `width` pixels of 32-bit ARGB (bytes B G R A in memory) as
+// `Channels` bytes each, R G B A order; `out` may be `line` itself or lie
+// before it. Opaque pixels take alpha 255 whatever their fourth byte holds.
+template<int Channels, bool Opaque>
+void packRowAs(const uchar *line, uchar *out, int width)
+{
+    for (int x = 0; x < width; ++x, line += 4, out += Channels) {
+        const uchar blue = line[0], green = line[1], red = line[2], alpha = line[3];
+        out[0] = red;
+        if constexpr (Channels > 1) {
+            out[1] = green;
+            out[2] = blue;
+        }
+        if constexpr (Channels == 4)
+            out[3] = Opaque ? uchar(255) : alpha;
+    }
+}
+
+// The same for rows apart from their packed bytes, which the compiler can
+// vectorise.
+template<int Channels>
+KESTROVA_VECTOR_CLONES void packRowApart(const uchar *__restrict line, uchar *__restrict out,
+                                         int width)
 {
     for (int x = 0; x < width; ++x) {
-        QRgb pixel;
-        std::memcpy(&pixel, line + 4 * x, 4);
-        out[0] = uchar(qRed(pixel));
-        if (channels > 1) {
-            out[1] = uchar(qGreen(pixel));
-            out[2] = uchar(qBlue(pixel));
+        out[Channels * x] = line[4 * x + 2];
+        if constexpr (Channels > 1) {
+            out[Channels * x + 1] = line[4 * x + 1];
+            out[Channels * x + 2] = line[4 * x];
         }
-        if (channels == 4)
-            out[3] = uchar(opaque ? 255 : qAlpha(pixel));
-        out += channels;
     }
+}
+
+using PackRow = void (*)(const uchar *line, uchar *out, int width);
+
+PackRow packRowFor(int channels, bool opaque)
+{
+    switch (channels) {
+    case 1:
+        return packRowAs<1, true>;
+    case 3:
+        return packRowAs<3, true>;
+    default:
+        return opaque ? packRowAs<4, true> : packRowAs<4, false>;
+    }
+}
+
+PackRow packRowApartFor(int channels)
+{
+    return channels == 1 ? packRowApart<1> : packRowApart<3>;
 }
 
 } // namespace
 
 void packDrawing(QImage &drawing, int channels)
 {
-    const bool opaque = drawing.format() == QImage::Format_RGB32;
     const int width = drawing.width();
+    const int height = drawing.height();
     const qsizetype lineBytes = drawing.bytesPerLine();
     const qsizetype packedBytes = qsizetype(width) * channels;
     uchar *bits = drawing.bits();
-    // Each band packs its rows to the start of its own rows' memory: every
-    // write lands at or before the pixel it comes from, on pixels already
-    // read, and never in another band's memory. Four bytes a pixel stay
-    // where they are.
-    std::vector<std::pair<int, int>> bands;
-    std::mutex mutex;
-    parallelBands(drawing.height(), rowsOf(LightBandPixels, width), [&](int first, int end) {
-        uchar *out = bits + first * lineBytes;
-        for (int y = first; y < end; ++y, out += packedBytes)
-            packRow(bits + y * lineBytes, out, width, channels, opaque);
-        const std::lock_guard<std::mutex> lock(mutex);
-        bands.emplace_back(first, end);
-    });
-    if (channels == 4)
+    const int grain = rowsOf(LightBandPixels, width);
+    const PackRow inPlace = packRowFor(channels, drawing.format() == QImage::Format_RGB32);
+    auto packRows = [&](PackRow pack, int first, int end) {
+        for (int y = first; y < end; ++y)
+            pack(bits + y * lineBytes, bits + y * packedBytes, width);
+    };
+    // Each row's packed bytes land at or before its own pixels and after
+    // every earlier row's packed bytes: the rows could be packed one after
+    // the other, in order. Four bytes a pixel stay where they are, so every
+    // row can be packed at once.
+    if (packedBytes >= lineBytes) {
+        parallelBands(height, grain, [&](int first, int end) { packRows(inPlace, first, end); });
         return;
-    // Then the bands close up in order: each moves down over memory that
-    // the bands before it no longer need, never over a later band's.
-    std::sort(bands.begin(), bands.end());
-    for (const auto &[first, end] : bands)
-        std::memmove(bits + first * packedBytes, bits + first * lineBytes,
-                     size_t(end - first) * size_t(packedBytes));
+    }
+    // Otherwise the rows go in steps: the rows of a step pack into memory
+    // that only the rows before them held, all read already, and so all at
+    // once. The steps grow by lineBytes / packedBytes each time; the first
+    // rows go in order, one at a time, to start them.
+    constexpr int FirstRows = 16;
+    int first = std::min(height, FirstRows);
+    packRows(inPlace, 0, first);
+    const PackRow apart = packRowApartFor(channels);
+    while (first < height) {
+        const int end = int(std::min<qint64>(height, qint64(first) * lineBytes / packedBytes));
+        parallelBands(end - first, grain,
+                      [&](int from, int to) { packRows(apart, first + from, first + to); });
+        first = end;
+    }
 }
 
 namespace {

@@ -8,7 +8,9 @@
 
 overhead: each effect drawn from Python against `kestrova-bench edges` plus
 `kestrova-bench EFFECT` (the core's own time for the same drawing: the edge
-map, then the effect), the runs taking turns, the fastest of each.
+map, then the effect). Both sides draw REPEAT times in a row in one process
+and keep the fastest, as a batch draws picture after picture; the two take
+turns for five rounds, and the fastest of all is kept.
 folder: every picture of DIR read, drawn with threads=1 and written as PNG,
 by one and by two Python threads (ThreadPoolExecutor), and by one
 kestrova-cli process per file started from Python, the three taking turns;
@@ -34,29 +36,35 @@ BENCH = os.environ.get("KESTROVA_BENCH",
 CLI = os.environ.get("KESTROVA_CLI", os.path.join(ROOT, "build/bench/cli/kestrova-cli"))
 
 
-def bench_ms(operation, picture):
-    output = subprocess.run([BENCH, operation, picture, "1"], check=True, capture_output=True,
-                            text=True).stdout
+ROUNDS = 5
+
+
+def bench_ms(operation, picture, repeat):
+    output = subprocess.run([BENCH, operation, picture, str(repeat)], check=True,
+                            capture_output=True, text=True).stdout
     return float(re.findall(r": ([0-9.]+) ms", output)[-1])
 
 
-def python_ms(effect, picture):
-    start = time.perf_counter()
-    kestrova.draw(effect, picture)
-    return (time.perf_counter() - start) * 1000
+def python_ms(effect, picture, repeat):
+    fastest = float("inf")
+    for _ in range(repeat):
+        start = time.perf_counter()
+        kestrova.draw(effect, picture)
+        fastest = min(fastest, (time.perf_counter() - start) * 1000)
+    return fastest
 
 
 def overhead(path, repeat=3, names=()):
     picture = kestrova.read(path)
     chosen = [effect for effect in kestrova.effects() if not names or effect.name in names]
     print(f"{os.path.basename(path)}: {picture.shape[1]} x {picture.shape[0]}, "
-          f"{os.cpu_count()} cores, fastest of {repeat}, runs taking turns")
+          f"{os.cpu_count()} cores, fastest of {repeat} in a row, {ROUNDS} rounds taking turns")
     for effect in chosen:
         core = python = float("inf")
-        for _ in range(repeat):
-            edges = bench_ms("edges", path) if effect.needs_edges else 0.0
-            core = min(core, edges + bench_ms(effect.name, path))
-            python = min(python, python_ms(effect.name, picture))
+        for _ in range(ROUNDS):
+            edges = bench_ms("edges", path, repeat) if effect.needs_edges else 0.0
+            core = min(core, edges + bench_ms(effect.name, path, repeat))
+            python = min(python, python_ms(effect.name, picture, repeat))
         print(f"  {effect.name:8} core {core:8.1f} ms   python {python:8.1f} ms   "
               f"{python / core:.3f} x")
 

@@ -52,6 +52,11 @@ struct EffectValues
     // When not null, receives what the drawing chose. Give each drawing
     // made at once its own.
     DrawingChoices *choices = nullptr;
+    // For the effects with `greyDrawing`: the drawing may come as
+    // Format_Grayscale8, the same greys a byte each, where the effect can
+    // make it so (the pen can), for a front end that keeps grey drawings
+    // as bytes.
+    bool greyBytes = false;
 
     int value(const char *name) const { return numbers.value(QString::fromLatin1(name)); }
 };

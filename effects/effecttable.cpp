@@ -55,7 +55,9 @@ PenSettings penLevels(const QImage &picture, const unsigned char *edges, const E
 QImage drawPen(const QImage &picture, const unsigned char *edges, const EffectValues &values,
                RandomSequence &, const Progress &progress, QString *)
 {
-    return pensketch(picture, edges, penLevels(picture, edges, values), progress);
+    const PenSettings pen = penLevels(picture, edges, values);
+    return values.greyBytes ? pensketchGrey(picture, edges, pen, progress)
+                            : pensketch(picture, edges, pen, progress);
 }
 
 QImage drawPencil(const QImage &picture, const unsigned char *edges, const EffectValues &values,

@@ -23,10 +23,13 @@ void releaseMapping(void *info)
 
 QImage allocate(QSize size, QImage::Format format)
 {
-    const qsizetype bytesPerLine = qsizetype(size.width()) * 4;
-    const size_t bytes = size_t(bytesPerLine) * size_t(qMax(0, size.height()));
+    const bool grey = format == QImage::Format_Grayscale8;
     const bool thirtyTwoBit = format == QImage::Format_RGB32 || format == QImage::Format_ARGB32;
-    if (thirtyTwoBit && mapsAlone(bytes) && bytesPerLine <= INT_MAX) {
+    // Qt's own line length: whole 32-bit words.
+    const qsizetype bytesPerLine
+            = grey ? (qsizetype(size.width()) + 3) & ~qsizetype(3) : qsizetype(size.width()) * 4;
+    const size_t bytes = size_t(bytesPerLine) * size_t(qMax(0, size.height()));
+    if ((thirtyTwoBit || grey) && mapsAlone(bytes) && bytesPerLine <= INT_MAX) {
         try {
             auto *mapping = new Mapping {allocateLarge(bytes), bytes};
             return QImage(static_cast<uchar *>(mapping->memory), size.width(), size.height(),

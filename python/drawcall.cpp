@@ -62,6 +62,8 @@ int settingValue(const EffectSetting &setting, const std::string &keyword, const
 EffectValues valuesOf(const Effect &effect, bool contours, const py::dict &settings)
 {
     EffectValues values = effect.defaults();
+    // A grey drawing comes back one byte a pixel.
+    values.greyBytes = effect.greyDrawing;
     if (!contours && !effect.contourLayer)
         throw py::value_error("the " + std::string(effect.name)
                               + " effect has no contour layer to leave out");

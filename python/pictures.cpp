@@ -165,8 +165,31 @@ PackRow packRowApartFor(int channels)
 
 } // namespace
 
+namespace {
+
+// Closes up the rows of a grey drawing made a byte a pixel, whose lines Qt
+// pads to whole 32-bit words: each row moves down over memory that only
+// rows before it held.
+void packGreyBytes(QImage &drawing)
+{
+    const qsizetype width = drawing.width();
+    const qsizetype lineBytes = drawing.bytesPerLine();
+    if (lineBytes == width)
+        return;
+    uchar *bits = drawing.bits();
+    for (int y = 1; y < drawing.height(); ++y)
+        std::memmove(bits + y * width, bits + y * lineBytes, size_t(width));
+}
+
+} // namespace
+
 void packDrawing(QImage &drawing, int channels)
 {
+    if (drawing.format() == QImage::Format_Grayscale8) {
+        Q_ASSERT(channels == 1);
+        packGreyBytes(drawing);
+        return;
+    }
     const int width = drawing.width();
     const int height = drawing.height();
     const qsizetype lineBytes = drawing.bytesPerLine();

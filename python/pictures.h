@@ -26,9 +26,9 @@ PictureView pictureView(const pybind11::handle &picture);
 // Runs without the GIL.
 int drawingChannels(const QImage &drawing);
 
-// Rewrites `drawing` (RGB32 or ARGB32) in place as `channels` bytes a
-// pixel, R G B A order, rows packed one after the other from the start of
-// its buffer, in bands. Runs without the GIL.
+// Rewrites `drawing` (RGB32 or ARGB32, or Grayscale8 with `channels` 1)
+// in place as `channels` bytes a pixel, R G B A order, rows packed one
+// after the other from the start of its buffer. Runs without the GIL.
 void packDrawing(QImage &drawing, int channels);
 
 // The array over a drawing packed by packDrawing(): it takes the picture

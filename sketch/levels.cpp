@@ -91,27 +91,45 @@ void contrastimg(QImage &image, int strength)
     mapRedChannel(image, table);
 }
 
-void penLevels(QImage &layer, const unsigned char *edges, int black, int white,
-               const std::function<void(int)> &rowsDone)
+namespace {
+
+// Every pixel of `layer` takes table[edge] for its edge.
+template<typename Pixel>
+void mapEdges(QImage &layer, const unsigned char *edges, const Pixel *table,
+              const std::function<void(int)> &rowsDone)
 {
     const int width = layer.width();
-    const int height = layer.height();
-    if (layer.depth() != 32)
-        return;
-    QRgb table[256];
-    for (int e = 0; e < 256; ++e)
-        table[e] = level(255 - e, black, white);
-    const qsizetype stride = layer.bytesPerLine() / 4;
-    auto *bits = reinterpret_cast<QRgb *>(layer.bits());
+    const qsizetype bytesPerLine = layer.bytesPerLine();
+    uchar *bits = layer.bits();
     parallelBands(
-            height, rowsOf(LightBandPixels, width),
+            layer.height(), rowsOf(LightBandPixels, width),
             [&](int first, int end) {
                 for (int y = first; y < end; ++y) {
                     const unsigned char *row = edges + qsizetype(y) * width;
-                    QRgb *line = bits + y * stride;
+                    auto *line = reinterpret_cast<Pixel *>(bits + y * bytesPerLine);
                     for (int x = 0; x < width; ++x)
                         line[x] = table[row[x]];
                 }
             },
             rowsDone);
+}
+
+} // namespace
+
+void penLevels(QImage &layer, const unsigned char *edges, int black, int white,
+               const std::function<void(int)> &rowsDone)
+{
+    if (layer.format() == QImage::Format_Grayscale8) {
+        uchar table[256];
+        for (int e = 0; e < 256; ++e)
+            table[e] = uchar(qRed(level(255 - e, black, white)));
+        mapEdges(layer, edges, table, rowsDone);
+        return;
+    }
+    if (layer.depth() != 32)
+        return;
+    QRgb table[256];
+    for (int e = 0; e < 256; ++e)
+        table[e] = level(255 - e, black, white);
+    mapEdges(layer, edges, table, rowsDone);
 }

@@ -19,7 +19,8 @@ void contrastimg(QImage &image, int strength);
 int testw(int a, int b);
 
 // The contour layer: every pixel of `layer` (32-bit, the edge map's size)
-// becomes level(255 - edge, black, white). `rowsDone`, when given, is told
+// becomes level(255 - edge, black, white); in a Format_Grayscale8 layer,
+// every byte becomes that grey. `rowsDone`, when given, is told
 // how many rows from the top are done, as parallelBands() reports them.
 void penLevels(QImage &layer, const unsigned char *edges, int black, int white,
                const std::function<void(int)> &rowsDone = {});

@@ -15,3 +15,8 @@ struct PenSettings
 // column x.
 QImage pensketch(const QImage &source, const unsigned char *edges, const PenSettings &settings,
                  const Progress &progress = {});
+
+// The same sketch as one grey byte a pixel (Format_Grayscale8), with the
+// same progress: for a front end that keeps grey drawings as bytes.
+QImage pensketchGrey(const QImage &source, const unsigned char *edges, const PenSettings &settings,
+                     const Progress &progress = {});

@@ -1,5 +1,6 @@
 #include "colour.h"
 #include "edgemap.h"
+#include "parallel.h"
 #include "pensketch.h"
 #include "reference.h"
 #include "testsupport.h"
@@ -20,6 +21,8 @@ private slots:
     void progressSequence();
     void matchesReference_data();
     void matchesReference();
+    void greyBytesHoldTheSameGreys_data();
+    void greyBytesHoldTheSameGreys();
 };
 
 void TestPenSketch::initialLevelsGreys_data()
@@ -99,6 +102,57 @@ void TestPenSketch::matchesReference()
     labsobellight2(image, edges.data());
     KESTROVA_COMPARE_PICTURES(pensketch(image, edges.data(), {black, white}),
                               reference::pensketch(image, edges.data(), black, white));
+}
+
+void TestPenSketch::greyBytesHoldTheSameGreys_data()
+{
+    QTest::addColumn<QSize>("size");
+    QTest::addColumn<int>("black");
+    QTest::addColumn<int>("white");
+    // Widths that are and are not whole 32-bit words of bytes; large enough
+    // for huge-page memory and several bands.
+    const QSize sizes[] = {{1, 1}, {3, 7}, {8, 5}, {301, 203}, {2051, 1030}};
+    for (const QSize size : sizes) {
+        QTest::addRow("%dx%d, 150/255", size.width(), size.height()) << size << 150 << 255;
+        QTest::addRow("%dx%d, 30/200", size.width(), size.height()) << size << 30 << 200;
+        QTest::addRow("%dx%d, 200/30", size.width(), size.height()) << size << 200 << 30;
+    }
+}
+
+// The pen as bytes: every byte is the grey of the 32-bit sketch's pixel,
+// with the same progress, on any number of threads.
+void TestPenSketch::greyBytesHoldTheSameGreys()
+{
+    QFETCH(QSize, size);
+    QFETCH(int, black);
+    QFETCH(int, white);
+    const QImage picture = blockyPicture(size.width(), size.height(), 6);
+    std::vector<unsigned char> edges(size_t(size.width()) * size_t(size.height()));
+    labsobellight2(picture, edges.data());
+    ProgressRecorder wordsProgress;
+    const QImage words = pensketch(picture, edges.data(), {black, white}, wordsProgress.progress());
+    for (const int threads : {1, 2, 3, 8}) {
+        const ThreadBudget budget(threads);
+        ProgressRecorder bytesProgress;
+        const QImage bytes
+                = pensketchGrey(picture, edges.data(), {black, white}, bytesProgress.progress());
+        QCOMPARE(bytes.format(), QImage::Format_Grayscale8);
+        QCOMPARE(bytes.size(), size);
+        for (int y = 0; y < size.height(); ++y) {
+            const uchar *grey = bytes.constScanLine(y);
+            const auto *pixel = reinterpret_cast<const QRgb *>(words.constScanLine(y));
+            for (int x = 0; x < size.width(); ++x) {
+                if (opaqueGrey(grey[x]) != pixel[x])
+                    QFAIL(qPrintable(QString("%1 threads: (%2, %3) is %4, not %5")
+                                             .arg(threads)
+                                             .arg(x)
+                                             .arg(y)
+                                             .arg(grey[x])
+                                             .arg(pixel[x], 8, 16)));
+            }
+        }
+        QCOMPARE(bytesProgress.values, wordsProgress.values);
+    }
 }
 
 QTEST_APPLESS_MAIN(TestPenSketch)

@@ -163,10 +163,6 @@ PackRow packRowApartFor(int channels)
     return channels == 1 ? packRowApart<1> : packRowApart<3>;
 }
 
-} // namespace
-
-namespace {
-
 // Closes up the rows of a grey drawing made a byte a pixel, whose lines Qt
 // pads to whole 32-bit words: each row moves down over memory that only
 // rows before it held.

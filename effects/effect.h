@@ -89,8 +89,8 @@ struct Effect
     // Whether the effect reads the edge map.
     bool needsEdges = false;
     // Whether it draws a picture of any format with the same pixels as the
-    // picture converted to a working format (RGB32 or ARGB32 alike),
-    // converting rows only as it reads them: a front end holding the
+    // picture converted to the working format that workingFormatAsFile()
+    // names, converting rows only as it reads them: a front end holding the
     // picture in another format then gives it as it is, which spares a
     // converted copy.
     bool readsAnyFormat = false;

@@ -182,6 +182,7 @@ Effect posterEffect()
             = withContourLevels({{"colors", "Colors", 2, 30, poster.colours, "number of colours"}});
     effect.contourLayer = true;
     effect.needsEdges = true;
+    effect.readsAnyFormat = true;
     effect.photoColours = true;
     effect.paletteColours = true;
     effect.draw = drawPoster;

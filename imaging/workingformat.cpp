@@ -137,6 +137,13 @@ WorkingRowFunction workingRowFunction(QImage::Format format)
     }
 }
 
+QImage::Format workingFormatAsFile(QImage::Format format)
+{
+    return format == QImage::Format_RGB32 || format == QImage::Format_RGB888
+            ? QImage::Format_RGB32
+            : QImage::Format_ARGB32;
+}
+
 QImage toWorkingFormat(const QImage &image)
 {
     if (image.isNull() || isWorkingFormat(image.format()))

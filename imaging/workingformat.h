@@ -19,6 +19,14 @@ using WorkingRowFunction = void (*)(const uchar *in, QRgb *out, int width);
 // none, and for the formats converted only by Qt, a picture at a time.
 WorkingRowFunction workingRowFunction(QImage::Format format);
 
+// The working format that a file of the same pixels as a picture of
+// `format` is drawn in: Qt reads RGB pixels without alpha as RGB32, so
+// RGB888 pictures count as RGB32; grey pictures, which Qt reads as
+// Grayscale8, and any other format become ARGB32 as toWorkingFormat() makes
+// them. An effect whose result tells RGB32 from ARGB32 gives its drawing of
+// a picture read by rows in this format.
+QImage::Format workingFormatAsFile(QImage::Format format);
+
 // The picture in a working format: the same pixels and metadata as
 // QImage::convertToFormat(QImage::Format_ARGB32) gives, converted in bands
 // of rows within the calling thread's budget. Null when memory runs out.
@@ -40,12 +48,14 @@ public:
         Q_ASSERT(m_convert || isWorkingFormat(image.format()));
     }
 
-    const QRgb *row(int y)
+    const QRgb *row(int y) { return row(y, 0, m_image.width()); }
+    // The pixels left .. left + count - 1 of row y.
+    const QRgb *row(int y, int left, int count)
     {
         const uchar *line = m_image.constScanLine(y);
         if (!m_convert)
-            return reinterpret_cast<const QRgb *>(line);
-        m_convert(line, m_row.data(), m_image.width());
+            return reinterpret_cast<const QRgb *>(line) + left;
+        m_convert(line + qsizetype(left) * (m_image.depth() / 8), m_row.data(), count);
         return m_row.data();
     }
 

@@ -2,8 +2,10 @@
 
 #include "multiply.h"
 #include "parallel.h"
+#include "workingformat.h"
 
 #include <algorithm>
+#include <atomic>
 #include <memory>
 #include <mutex>
 
@@ -19,9 +21,31 @@ constexpr int Batch = 32;
 // The tables pay off from pictures of this size up.
 constexpr qint64 TablePixels = qint64(1) << 16;
 
+// Whether every pixel of a picture that WorkingRows reads is opaque.
+bool opaquePixels(const QImage &image)
+{
+    if (!image.hasAlphaChannel())
+        return true;
+    if (isWorkingFormat(image.format()))
+        return isOpaque32(image);
+    std::atomic<bool> opaque {true};
+    parallelBands(image.height(), rowsOf(LightBandPixels, image.width()), [&](int first, int end) {
+        WorkingRows rows(image);
+        for (int y = first; y < end && opaque.load(std::memory_order_relaxed); ++y) {
+            const QRgb *line = rows.row(y);
+            QRgb all = 0xFF000000u;
+            for (int x = 0; x < image.width(); ++x)
+                all &= line[x];
+            if (all < 0xFF000000u)
+                opaque.store(false, std::memory_order_relaxed);
+        }
+    });
+    return opaque.load(std::memory_order_relaxed);
+}
+
 bool isOpaque(const QImage &image)
 {
-    return qint64(image.width()) * image.height() >= TablePixels && isOpaque32(image);
+    return qint64(image.width()) * image.height() >= TablePixels && opaquePixels(image);
 }
 
 constexpr size_t RgbValues = size_t(1) << 24;
@@ -92,8 +116,7 @@ void scanStrips(const QImage &image, int first, int end, ColourSet &seen, std::v
     const int height = image.height();
     // QImage::pixel reads an RGB32 pixel as opaque whatever its top byte.
     const QRgb opaque = image.format() == QImage::Format_RGB32 ? 0xFF000000u : 0u;
-    const uchar *bits = image.constBits();
-    const qsizetype bytesPerLine = image.bytesPerLine();
+    WorkingRows rows(image);
     std::vector<QRgb> &strip = seen.strip;
     strip.resize(size_t(std::min(Strip, std::max(width, 1))) * size_t(height));
     bool havePrevious = false;
@@ -101,7 +124,7 @@ void scanStrips(const QImage &image, int first, int end, ColourSet &seen, std::v
     for (int left = first * Strip; left < std::min(width, end * Strip); left += Strip) {
         const int columns = std::min(Strip, width - left);
         for (int y = 0; y < height; ++y) {
-            const auto *line = reinterpret_cast<const QRgb *>(bits + y * bytesPerLine) + left;
+            const QRgb *line = rows.row(y, left, columns);
             for (int c = 0; c < columns; ++c)
                 strip[size_t(c) * size_t(height) + size_t(y)] = line[c] | opaque;
         }

@@ -7,8 +7,8 @@
 
 #include <vector>
 
-// The distinct pixel values of a 32-bit picture (0xAARRGGBB as
-// QImage::pixel gives them, alpha included), numbered in the order in which
+// The distinct pixel values of a picture that WorkingRows reads (0xAARRGGBB
+// as QImage::pixel gives them, alpha included), numbered in the order in which
 // a scan column by column, x outer and y inner, first meets them. Each value
 // then takes a cluster number (below 256) of the caller's.
 //

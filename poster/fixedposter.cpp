@@ -62,7 +62,7 @@ QImage fixedPoster(const QImage &img, const QList<PaletteColour> &fullPalette,
 {
     // The clusters of the distinct colours are bytes.
     const QList<PaletteColour> palette = fullPalette.mid(0, MaxPaletteColours);
-    const QImage source = toWorkingFormat(img);
+    const QImage source = readableByRows(img);
     progress.report(0);
     if (source.width() < 1 || source.height() < 1 || palette.isEmpty()) {
         progress.report(20);
@@ -85,7 +85,7 @@ QImage fixedPoster(const QImage &img, const QList<PaletteColour> &fullPalette,
     QList<QRgb> colours;
     for (const PaletteColour &colour : palette)
         colours.append(colour.rgb | 0xFF000000u);
-    QImage result = newImage(source, source.format());
+    QImage result = newImage(source, workingFormatAsFile(source.format()));
     paintClusters(source, distinct, colours, result, progress);
     return result;
 }

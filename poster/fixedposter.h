@@ -41,8 +41,8 @@ int nearestPaletteColour(const QList<PaletteColour> &palette, int l, int a, int 
 // The picture in the fixed colours of `palette` (1 .. MaxPaletteColours
 // colours): every pixel takes the colour of the entry nearest its Lab value,
 // by the distance and tie rule with which Poster() paints its centres. The
-// result has the size and format of `img` (any other format than RGB32 and
-// ARGB32 is taken as ARGB32) and is opaque; a picture without pixels comes
-// back unchanged. Reports what Poster() reports.
+// result has the size and format that Poster() gives, and is opaque; a
+// picture without pixels comes back unchanged. Reports what Poster()
+// reports.
 QImage fixedPoster(const QImage &img, const QList<PaletteColour> &palette,
                    const Progress &progress = {});

@@ -1,6 +1,7 @@
 #include "paintclusters.h"
 
 #include "parallel.h"
+#include "workingformat.h"
 
 #include <algorithm>
 
@@ -14,11 +15,10 @@ void paintRows(const QImage &source, const DistinctColours &distinct, const QLis
 {
     constexpr int Batch = 32;
     const int width = source.width();
-    const uchar *bits = source.constBits();
-    const qsizetype bytesPerLine = source.bytesPerLine();
+    WorkingRows rows(source);
     const QRgb opaque = source.format() == QImage::Format_RGB32 ? 0xFF000000u : 0u;
     for (int y = first; y < end; ++y) {
-        const auto *from = reinterpret_cast<const QRgb *>(bits + y * bytesPerLine);
+        const QRgb *from = rows.row(y);
         auto *to = reinterpret_cast<QRgb *>(result + y * resultBytesPerLine);
         for (int left = 0; left < width; left += Batch) {
             const int right = std::min(width, left + Batch);

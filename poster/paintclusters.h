@@ -6,7 +6,8 @@
 #include <QImage>
 #include <QList>
 
-// Every pixel of `result` (the size of `source`, 32-bit) takes the colour
+// Every pixel of `result` (32-bit, the size of `source`, a picture that
+// WorkingRows reads) takes the colour
 // `palette` gives its value's cluster in `distinct`, in bands of rows.
 // Reports 50 + 35 * x / width for every column x, as the poster's painting
 // does.

@@ -32,7 +32,7 @@ QImage Poster(const QImage &img, int colours, RandomSequence &random, const Prog
               PosterTrace *trace)
 {
     StageTimer timer("poster");
-    const QImage source = toWorkingFormat(img);
+    const QImage source = readableByRows(img);
     const int k = std::clamp(colours, 1, 255);
     progress.report(0);
     qCDebug(lcPoster) << "finding uniq pixels";
@@ -81,7 +81,7 @@ QImage Poster(const QImage &img, int colours, RandomSequence &random, const Prog
     for (size_t i = 0; i < clusterOf.size(); ++i)
         clusterOf[i] = clusters.clusters[groups.groupOf[i]];
     distinct.setClusters(clusterOf);
-    QImage result = newImage(source, source.format());
+    QImage result = newImage(source, workingFormatAsFile(source.format()));
     paintClusters(source, distinct, palette, result, progress);
     timer.stage("painting");
 

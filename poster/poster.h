@@ -24,9 +24,10 @@ struct PosterTrace
 // The picture in `colours` flat colours: the distinct pixel values are
 // clustered in Lab space (seeded by chooseSmartCenters with
 // truncate(ln colours) + 2 candidates, then Lloyd's iteration), and every
-// pixel takes the colour of its nearest centre. The result has the size and
-// format of `img` (any other format than RGB32 and ARGB32 is taken as
-// ARGB32) and is opaque; a picture without pixels comes back unchanged.
+// pixel takes the colour of its nearest centre. The result has the size of
+// `img` and the format workingFormatAsFile() gives for it, and is opaque; a
+// picture without pixels comes back unchanged. A grey, RGB or RGBA picture
+// is read a row at a time (WorkingRows) without a converted copy.
 // `colours` is taken within 1 .. 255.
 //
 // Reports 0, 20, 25, 30 and 50 between the stages, then 50 + 35 * x / width

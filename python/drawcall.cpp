@@ -144,8 +144,7 @@ QImage drawnAsFile(const QImage &picture)
     QImage working = toWorkingFormat(picture);
     if (working.isNull())
         throw std::bad_alloc();
-    if (picture.format() == QImage::Format_RGB888)
-        working.reinterpretAsFormat(QImage::Format_RGB32);
+    working.reinterpretAsFormat(workingFormatAsFile(picture.format()));
     return working;
 }
 

@@ -22,9 +22,7 @@ QImage sketchIn(QImage::Format format, const QImage &source, const unsigned char
 QImage pensketch(const QImage &source, const unsigned char *edges, const PenSettings &settings,
                  const Progress &progress)
 {
-    const QImage::Format format
-            = isWorkingFormat(source.format()) ? source.format() : QImage::Format_ARGB32;
-    return sketchIn(format, source, edges, settings, progress);
+    return sketchIn(workingFormatAsFile(source.format()), source, edges, settings, progress);
 }
 
 QImage pensketchGrey(const QImage &source, const unsigned char *edges, const PenSettings &settings,

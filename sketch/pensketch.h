@@ -10,8 +10,9 @@ struct PenSettings
     int white = 255;
 };
 
-// The pen sketch: a picture of `source`'s size and format whose every pixel
-// is level(255 - edge, black, white). Reports 95 * x / width + 5 after each
+// The pen sketch: a picture of `source`'s size, in the format that
+// workingFormatAsFile() gives for it, whose every pixel is
+// level(255 - edge, black, white). Reports 95 * x / width + 5 after each
 // column x.
 QImage pensketch(const QImage &source, const unsigned char *edges, const PenSettings &settings,
                  const Progress &progress = {});

@@ -1,4 +1,5 @@
 #include "effect.h"
+#include "fixedposter.h"
 #include "parallel.h"
 #include "testsupport.h"
 #include "workingformat.h"
@@ -41,13 +42,22 @@ struct Drawn
     std::vector<int> progress;
 };
 
-Drawn draw(const Effect &effect, const QImage &picture)
+// Fixed colours for the effects that take them.
+QList<PaletteColour> somePalette()
+{
+    return {PaletteColour::ofRgb(0xFF204060u), PaletteColour::ofRgb(0xFFE0C090u),
+            PaletteColour::ofRgb(0xFF808080u), PaletteColour::ofRgb(0xFF10A010u)};
+}
+
+Drawn draw(const Effect &effect, const QImage &picture, const QList<PaletteColour> &palette)
 {
     ProgressRecorder recorder;
     const Progress progress = recorder.progress();
     QString problem;
+    EffectValues values = effect.defaults();
+    values.palette = palette;
     Drawn drawn;
-    drawn.drawing = makeDrawing(effect, picture, effect.defaults(), progress, progress, &problem);
+    drawn.drawing = makeDrawing(effect, picture, values, progress, progress, &problem);
     drawn.progress = recorder.values;
     return drawn;
 }
@@ -63,6 +73,10 @@ private slots:
     void workingPicturesAreReadInPlace();
     void effectsOfAnyFormat_data();
     void effectsOfAnyFormat();
+
+private:
+    void compareDrawings(const Effect &drawn, const QList<PaletteColour> &palette, quint32 seed,
+                         QImage::Format format, QSize size);
 };
 
 void TestWorkingRows::rowsOfEveryFormat()
@@ -121,7 +135,10 @@ void TestWorkingRows::effectsOfAnyFormat_data()
             continue;
         ++flagged;
         for (const QImage::Format format : RowFormats) {
-            for (const QSize size : {QSize(1, 1), QSize(2, 9), QSize(7, 7), QSize(301, 203)})
+            // 331 x 211 is large enough for the poster's table of every
+            // RGB value.
+            for (const QSize size :
+                 {QSize(1, 1), QSize(2, 9), QSize(7, 7), QSize(301, 203), QSize(331, 211)})
                 QTest::addRow("%s, format %d, %dx%d", effect.name, int(format), size.width(),
                               size.height())
                         << QString::fromLatin1(effect.name) << int(format) << size;
@@ -137,29 +154,41 @@ void TestWorkingRows::effectsOfAnyFormat()
     QFETCH(int, format);
     QFETCH(QSize, size);
     const Effect &drawn = *findEffect(effect);
-    for (const quint32 seed : {1u, 2u}) {
-        const QImage picture = seed == 1
-                ? blockyPicture(size.width(), size.height(), 8)
-                          .convertToFormat(QImage::Format(format))
-                : noise(size.width(), size.height(), 8, QImage::Format(format));
-        for (const int threads : {1, 3}) {
-            const ThreadBudget budget(threads);
-            const Drawn expected = draw(drawn, convertedAsFile(picture));
-            const Drawn actual = draw(drawn, picture);
-            QVERIFY(!expected.drawing.isNull());
-            // The same pixels; the drawing of a picture of another format
-            // may be ARGB32 where the converted one gives RGB32.
-            QCOMPARE(actual.drawing.size(), expected.drawing.size());
-            for (int y = 0; y < size.height(); ++y) {
-                if (memcmp(actual.drawing.constScanLine(y), expected.drawing.constScanLine(y),
-                           size_t(size.width()) * 4))
-                    QFAIL(qPrintable(QString("seed %1, %2 threads: row %3 differs")
-                                             .arg(seed)
-                                             .arg(threads)
-                                             .arg(y)));
-            }
-            QCOMPARE(actual.progress, expected.progress);
+    QList<QList<PaletteColour>> palettes = {{}};
+    if (drawn.paletteColours)
+        palettes.append(somePalette());
+    for (const QList<PaletteColour> &palette : std::as_const(palettes)) {
+        for (const quint32 seed : {1u, 2u})
+            compareDrawings(drawn, palette, seed, QImage::Format(format), size);
+    }
+}
+
+void TestWorkingRows::compareDrawings(const Effect &drawn, const QList<PaletteColour> &palette,
+                                      quint32 seed, QImage::Format format, QSize size)
+{
+    const QImage picture = seed == 1
+            ? blockyPicture(size.width(), size.height(), 8).convertToFormat(format)
+            : noise(size.width(), size.height(), 8, format);
+    for (const int threads : {1, 3}) {
+        const ThreadBudget budget(threads);
+        const Drawn expected = draw(drawn, convertedAsFile(picture), palette);
+        const Drawn actual = draw(drawn, picture, palette);
+        QVERIFY(!expected.drawing.isNull());
+        // The same pixels in the same format: the format tells a front end
+        // whether the drawing has alpha.
+        QCOMPARE(actual.drawing.size(), expected.drawing.size());
+        QCOMPARE(actual.drawing.format(), expected.drawing.format());
+        for (int y = 0; y < size.height(); ++y) {
+            if (memcmp(actual.drawing.constScanLine(y), expected.drawing.constScanLine(y),
+                       size_t(size.width()) * 4))
+                QFAIL(qPrintable(QString("seed %1, %2 threads, %3 palette colours: row %4 "
+                                         "differs")
+                                         .arg(seed)
+                                         .arg(threads)
+                                         .arg(palette.size())
+                                         .arg(y)));
         }
+        QCOMPARE(actual.progress, expected.progress);
     }
 }
 

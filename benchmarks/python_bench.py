@@ -8,9 +8,12 @@
 
 overhead: each effect drawn from Python against `kestrova-bench edges` plus
 `kestrova-bench EFFECT` (the core's own time for the same drawing: the edge
-map, then the effect). Both sides draw REPEAT times in a row in one process
-and keep the fastest, as a batch draws picture after picture; the two take
-turns for five rounds, and the fastest of all is kept.
+map, then the effect). Both sides draw REPEAT times in a row in a process of
+their own and keep the fastest, as a batch draws picture after picture; the
+two take turns for five rounds, each in fresh processes, and the fastest of
+all is kept. A process keeps where its memory lies for all its draws, which
+moves its times by several per cent, so one process per side would measure
+that as much as the binding.
 folder: every picture of DIR read, drawn with threads=1 and written as PNG,
 by one and by two Python threads (ThreadPoolExecutor), and by one
 kestrova-cli process per file started from Python, the three taking turns;
@@ -45,13 +48,21 @@ def bench_ms(operation, picture, repeat):
     return float(re.findall(r": ([0-9.]+) ms", output)[-1])
 
 
-def python_ms(effect, picture, repeat):
+def draws(effect, path, repeat):
+    """Prints the fastest of `repeat` draws of the picture at `path`."""
+    picture = kestrova.read(path)
     fastest = float("inf")
     for _ in range(repeat):
         start = time.perf_counter()
         kestrova.draw(effect, picture)
         fastest = min(fastest, (time.perf_counter() - start) * 1000)
-    return fastest
+    print(f"fastest: {fastest} ms")
+
+
+def python_ms(effect, path, repeat):
+    output = subprocess.run([sys.executable, os.path.abspath(__file__), "draws", effect, path,
+                             str(repeat)], check=True, capture_output=True, text=True).stdout
+    return float(re.findall(r": ([0-9.]+) ms", output)[-1])
 
 
 def overhead(path, repeat=3, names=()):
@@ -64,7 +75,7 @@ def overhead(path, repeat=3, names=()):
         for _ in range(ROUNDS):
             edges = bench_ms("edges", path, repeat) if effect.needs_edges else 0.0
             core = min(core, edges + bench_ms(effect.name, path, repeat))
-            python = min(python, python_ms(effect.name, picture, repeat))
+            python = min(python, python_ms(effect.name, path, repeat))
         print(f"  {effect.name:8} core {core:8.1f} ms   python {python:8.1f} ms   "
               f"{python / core:.3f} x")
 
@@ -116,6 +127,8 @@ def main(arguments):
     if len(arguments) >= 2 and arguments[0] == "overhead":
         repeat = int(arguments[2]) if len(arguments) > 2 else 3
         return overhead(arguments[1], repeat, arguments[3:])
+    if len(arguments) == 4 and arguments[0] == "draws":
+        return draws(arguments[1], arguments[2], int(arguments[3]))
     if len(arguments) in (3, 4) and arguments[0] == "folder":
         return folder(arguments[1], arguments[2], int(arguments[3]) if len(arguments) > 3 else 3)
     print(__doc__, file=sys.stderr)

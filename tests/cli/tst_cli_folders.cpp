@@ -4,7 +4,6 @@
 #include "clitest.h"
 
 #include <QDir>
-#include <QDirIterator>
 #include <QFileInfo>
 #include <QImageWriter>
 #include <QTemporaryDir>
@@ -47,19 +46,6 @@ private:
 
 namespace {
 
-// Every file and folder under `path`, hidden ones included, relative and
-// sorted.
-QStringList tree(const QString &path)
-{
-    QStringList entries;
-    QDirIterator it(path, QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot,
-                    QDirIterator::Subdirectories);
-    while (it.hasNext())
-        entries << QDir(path).relativeFilePath(it.next());
-    entries.sort();
-    return entries;
-}
-
 bool canWrite(const char *format)
 {
     return QImageWriter::supportedImageFormats().contains(format);
@@ -81,12 +67,12 @@ bool CliFoldersTest::addPicture(const QString &path, int seed)
 
 void CliFoldersTest::expectRefusal(const QStringList &arguments, const QString &message)
 {
-    const QStringList before = tree(m_dir->path());
+    const QStringList before = folderTree(m_dir->path());
     const RunResult result = runCli(arguments, m_dir->path());
     CLI_EXPECT_EXIT(result, 2);
     QVERIFY2(result.err.contains(message),
              qPrintable(QStringLiteral("'%1' not in: %2").arg(message, result.err)));
-    QCOMPARE(tree(m_dir->path()), before);
+    QCOMPARE(folderTree(m_dir->path()), before);
 }
 
 void CliFoldersTest::expectPenDrawings(const QList<QPair<QString, QString>> &expected)
@@ -134,7 +120,7 @@ void CliFoldersTest::treeIsMirrored()
     for (const auto &pair : std::as_const(drawings))
         expected << pair.second.mid(4);
     expected.sort();
-    QCOMPARE(tree(m_dir->filePath(QStringLiteral("out"))), expected);
+    QCOMPARE(folderTree(m_dir->filePath(QStringLiteral("out"))), expected);
     expectPenDrawings(drawings);
 }
 
@@ -149,7 +135,7 @@ void CliFoldersTest::filesAndFoldersTogether()
                       QStringLiteral("-o"), QStringLiteral("out")},
                      m_dir->path());
     CLI_EXPECT_EXIT(result, 0);
-    QCOMPARE(tree(m_dir->filePath(QStringLiteral("out"))),
+    QCOMPARE(folderTree(m_dir->filePath(QStringLiteral("out"))),
              QStringList({QStringLiteral("a.png"), QStringLiteral("loose.png"),
                           QStringLiteral("sub"), QStringLiteral("sub/b.png")}));
     expectPenDrawings({{"loose.png", "out/loose.png"},
@@ -195,7 +181,7 @@ void CliFoldersTest::folderNeedsRecursive()
     QFETCH(QStringList, drawn);
     QVERIFY(addPicture(QStringLiteral("photos/a.png"), 1));
     QVERIFY(addPicture(QStringLiteral("loose.png"), 2));
-    const QStringList before = tree(m_dir->path());
+    const QStringList before = folderTree(m_dir->path());
     const RunResult result = runCli(arguments, m_dir->path());
     CLI_EXPECT_EXIT(result, 1);
     QVERIFY2(result.err.startsWith(QStringLiteral(
@@ -205,7 +191,7 @@ void CliFoldersTest::folderNeedsRecursive()
     QCOMPARE(result.err.count(QLatin1String("photos")), 1);
     QStringList after = before + drawn;
     after.sort();
-    QCOMPARE(tree(m_dir->path()), after);
+    QCOMPARE(folderTree(m_dir->path()), after);
     if (!drawn.isEmpty())
         expectPenDrawings({{"loose.png", "out/loose.png"}});
 }
@@ -229,7 +215,7 @@ void CliFoldersTest::outputFolderInsideInput()
     for (int run = 0; run < 2; ++run) {
         const RunResult result = runCli(arguments, m_dir->path());
         CLI_EXPECT_EXIT(result, 0);
-        QCOMPARE(tree(m_dir->filePath(QStringLiteral("photos/sketches"))),
+        QCOMPARE(folderTree(m_dir->filePath(QStringLiteral("photos/sketches"))),
                  QStringList({QStringLiteral("a.png"), QStringLiteral("sub"),
                               QStringLiteral("sub/b.png")}));
     }

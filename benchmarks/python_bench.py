@@ -13,7 +13,13 @@ their own and keep the fastest, as a batch draws picture after picture; the
 two take turns for five rounds, each in fresh processes, and the fastest of
 all is kept. A process keeps where its memory lies for all its draws, which
 moves its times by several per cent, so one process per side would measure
-that as much as the binding.
+that as much as the binding. The Python processes also time the core
+within themselves, draw for draw in turn with kestrova.draw (the module's
+_core_draw_ms: the same drawing from a picture converted beforehand, with
+nothing to report to): the ratio of their fastest, and the median of the
+ratios of each pair of draws, are the module's cost without the difference
+between two processes; the pairs also cancel what the host does to both
+draws of a pair.
 folder: every picture of DIR read, drawn with threads=1 and written as PNG,
 by one and by two Python threads (ThreadPoolExecutor), and by one
 kestrova-cli process per file started from Python, the three taking turns;
@@ -26,6 +32,7 @@ the bench preset's, beside this script's checkout).
 import concurrent.futures
 import os
 import re
+import statistics
 import subprocess
 import sys
 import tempfile
@@ -49,20 +56,36 @@ def bench_ms(operation, picture, repeat):
 
 
 def draws(effect, path, repeat):
-    """Prints the fastest of `repeat` draws of the picture at `path`."""
+    """Prints the fastest of `repeat` draws of the picture at `path` by
+    kestrova.draw and by the core in this process, and the ratio of each
+    pair of draws, the two taking turns to go first."""
     picture = kestrova.read(path)
-    fastest = float("inf")
-    for _ in range(repeat):
+    python = core = float("inf")
+    ratios = []
+    for draw in range(repeat):
+        if draw % 2:
+            within = kestrova._kestrova._core_draw_ms(effect, picture)
         start = time.perf_counter()
         kestrova.draw(effect, picture)
-        fastest = min(fastest, (time.perf_counter() - start) * 1000)
-    print(f"fastest: {fastest} ms")
+        drawn = (time.perf_counter() - start) * 1000
+        if not draw % 2:
+            within = kestrova._kestrova._core_draw_ms(effect, picture)
+        python = min(python, drawn)
+        core = min(core, within)
+        ratios.append(drawn / within)
+    print(f"python: {python} ms")
+    print(f"core: {core} ms")
+    print("ratios: " + " ".join(str(ratio) for ratio in ratios))
 
 
 def python_ms(effect, path, repeat):
+    """kestrova.draw's fastest, the core's in the same process, and the
+    ratios of their pairs of draws."""
     output = subprocess.run([sys.executable, os.path.abspath(__file__), "draws", effect, path,
                              str(repeat)], check=True, capture_output=True, text=True).stdout
-    return float(re.findall(r": ([0-9.]+) ms", output)[-1])
+    return (float(re.search(r"python: ([0-9.]+) ms", output)[1]),
+            float(re.search(r"core: ([0-9.]+) ms", output)[1]),
+            [float(ratio) for ratio in re.search(r"ratios: (.*)", output)[1].split()])
 
 
 def overhead(path, repeat=3, names=()):
@@ -71,13 +94,19 @@ def overhead(path, repeat=3, names=()):
     print(f"{os.path.basename(path)}: {picture.shape[1]} x {picture.shape[0]}, "
           f"{os.cpu_count()} cores, fastest of {repeat} in a row, {ROUNDS} rounds taking turns")
     for effect in chosen:
-        core = python = float("inf")
+        core = python = inside = float("inf")
+        ratios = []
         for _ in range(ROUNDS):
             edges = bench_ms("edges", path, repeat) if effect.needs_edges else 0.0
             core = min(core, edges + bench_ms(effect.name, path, repeat))
-            python = min(python, python_ms(effect.name, path, repeat))
-        print(f"  {effect.name:8} core {core:8.1f} ms   python {python:8.1f} ms   "
-              f"{python / core:.3f} x")
+            drawn, within, pairs = python_ms(effect.name, path, repeat)
+            python = min(python, drawn)
+            inside = min(inside, within)
+            ratios += pairs
+        print(f"  {effect.name:8} core {core:6.1f} ms  python {python:6.1f} ms  "
+              f"{python / core:.3f} x   in one process: core {inside:6.1f} ms  "
+              f"{python / inside:.3f} x, median of {len(ratios)} pairs "
+              f"{statistics.median(ratios):.3f} x")
 
 
 def draw_file(source, target, effect):

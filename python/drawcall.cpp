@@ -202,3 +202,21 @@ py::array drawPicture(const std::string &effectName, const py::handle &picture, 
         throw py::value_error(text(problem));
     return drawingArray(std::move(drawing), channels);
 }
+
+double coreDrawMilliseconds(const std::string &effectName, const py::handle &picture)
+{
+    const Effect &effect = effectNamed(effectName);
+    const EffectValues values = effect.defaults();
+    const PictureView view = pictureView(picture);
+    const py::gil_scoped_release released;
+    const QImage working = drawnAsFile(view.image);
+    const auto start = std::chrono::steady_clock::now();
+    {
+        QString problem;
+        const QImage drawing = makeDrawing(effect, working, values, {}, {}, &problem);
+        if (drawing.isNull() && problem.isEmpty())
+            throw std::bad_alloc();
+    }
+    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start)
+            .count();
+}

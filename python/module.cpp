@@ -85,4 +85,5 @@ PYBIND11_MODULE(_kestrova, module)
     installMessageHandler();
     module.def("_picture_buffer", &pictureBuffer, py::arg("picture"));
     module.def("_drawing_address", &drawingAddress, py::arg("drawing"));
+    module.def("_core_draw_ms", &coreDrawMilliseconds, py::arg("effect"), py::arg("picture"));
 }

@@ -8,9 +8,9 @@
 #include <vector>
 
 // The distinct pixel values of a picture that WorkingRows reads (0xAARRGGBB
-// as QImage::pixel gives them, alpha included), numbered in the order in which
-// a scan column by column, x outer and y inner, first meets them. Each value
-// then takes a cluster number (below 256) of the caller's.
+// as QImage::pixel gives them, alpha included), numbered in the order in
+// which a scan column by column, x outer and y inner, first meets them. Each
+// value then takes a cluster number (below 256) of the caller's.
 //
 // An opaque picture has at most 2^24 values: a bitmap tells which were seen
 // and a table of 2^24 bytes holds their clusters, a single look-up each.

@@ -28,6 +28,9 @@ ColourSketch::ColourSketch(const QImage &source, const ColourSketchSettings &set
     , m_threshold(settings.threshold)
 {
     StageTimer timer("colour sketch");
+    // Converted before it is scaled down: Qt's nearest-neighbour scaling
+    // samples other pixels of an RGB888 or RGBA8888 picture than of the
+    // same picture in 32 bits.
     const QImage working = colourSketchWorkingPicture(toWorkingFormat(source));
     m_workingSize = working.size();
     m_working = working;

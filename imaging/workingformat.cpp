@@ -144,6 +144,26 @@ QImage::Format workingFormatAsFile(QImage::Format format)
             : QImage::Format_ARGB32;
 }
 
+bool hasOnlyOpaquePixels(const QImage &image)
+{
+    if (!image.hasAlphaChannel())
+        return true;
+    const int width = image.width();
+    std::atomic<bool> opaque {true};
+    parallelBands(image.height(), rowsOf(LightBandPixels, width), [&](int first, int end) {
+        WorkingRows rows(image);
+        for (int y = first; y < end && opaque.load(std::memory_order_relaxed); ++y) {
+            const QRgb *line = rows.row(y);
+            QRgb all = 0xFF000000u;
+            for (int x = 0; x < width; ++x)
+                all &= line[x];
+            if (all < 0xFF000000u)
+                opaque.store(false, std::memory_order_relaxed);
+        }
+    });
+    return opaque.load(std::memory_order_relaxed);
+}
+
 QImage toWorkingFormat(const QImage &image)
 {
     if (image.isNull() || isWorkingFormat(image.format()))

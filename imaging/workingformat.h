@@ -65,6 +65,10 @@ private:
     std::vector<QRgb> m_row;
 };
 
+// Whether every pixel of a picture that WorkingRows reads is opaque; true
+// for a format without alpha.
+bool hasOnlyOpaquePixels(const QImage &image);
+
 // The picture as it is when WorkingRows can read it, else converted by
 // toWorkingFormat(). Null when memory runs out.
 inline QImage readableByRows(const QImage &image)

@@ -1,11 +1,9 @@
 #include "distinctcolours.h"
 
-#include "multiply.h"
 #include "parallel.h"
 #include "workingformat.h"
 
 #include <algorithm>
-#include <atomic>
 #include <memory>
 #include <mutex>
 
@@ -21,31 +19,9 @@ constexpr int Batch = 32;
 // The tables pay off from pictures of this size up.
 constexpr qint64 TablePixels = qint64(1) << 16;
 
-// Whether every pixel of a picture that WorkingRows reads is opaque.
-bool opaquePixels(const QImage &image)
-{
-    if (!image.hasAlphaChannel())
-        return true;
-    if (isWorkingFormat(image.format()))
-        return isOpaque32(image);
-    std::atomic<bool> opaque {true};
-    parallelBands(image.height(), rowsOf(LightBandPixels, image.width()), [&](int first, int end) {
-        WorkingRows rows(image);
-        for (int y = first; y < end && opaque.load(std::memory_order_relaxed); ++y) {
-            const QRgb *line = rows.row(y);
-            QRgb all = 0xFF000000u;
-            for (int x = 0; x < image.width(); ++x)
-                all &= line[x];
-            if (all < 0xFF000000u)
-                opaque.store(false, std::memory_order_relaxed);
-        }
-    });
-    return opaque.load(std::memory_order_relaxed);
-}
-
 bool isOpaque(const QImage &image)
 {
-    return qint64(image.width()) * image.height() >= TablePixels && opaquePixels(image);
+    return qint64(image.width()) * image.height() >= TablePixels && hasOnlyOpaquePixels(image);
 }
 
 constexpr size_t RgbValues = size_t(1) << 24;

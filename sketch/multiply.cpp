@@ -1,32 +1,13 @@
 #include "multiply.h"
 
 #include "parallel.h"
+#include "workingformat.h"
 
 #include <QPainter>
 
-#include <atomic>
-
 bool isOpaque32(const QImage &image)
 {
-    if (image.format() == QImage::Format_RGB32)
-        return true;
-    if (image.format() != QImage::Format_ARGB32)
-        return false;
-    const uchar *bits = image.constBits();
-    const qsizetype bytesPerLine = image.bytesPerLine();
-    const int width = image.width();
-    std::atomic<bool> opaque {true};
-    parallelBands(image.height(), rowsOf(LightBandPixels, width), [&](int first, int end) {
-        for (int y = first; y < end && opaque.load(std::memory_order_relaxed); ++y) {
-            const auto *line = reinterpret_cast<const QRgb *>(bits + y * bytesPerLine);
-            QRgb all = 0xFF000000u;
-            for (int x = 0; x < width; ++x)
-                all &= line[x];
-            if (all < 0xFF000000u)
-                opaque.store(false, std::memory_order_relaxed);
-        }
-    });
-    return opaque.load(std::memory_order_relaxed);
+    return isWorkingFormat(image.format()) && hasOnlyOpaquePixels(image);
 }
 
 namespace {
